@@ -1,0 +1,15 @@
+#include "app/glib_utils.h"
+
+#include <stdexcept>
+
+void GlibUtils::throwIfNotOk(const GError* error, const std::string& context) {
+    if (error == nullptr) {
+        return;
+    }
+    std::string text = context + ": ";
+    if (error->message != nullptr) {
+        text += error->message;
+        text += '\n';
+    }
+    throw std::runtime_error(text);
+}
