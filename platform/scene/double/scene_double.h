@@ -1,0 +1,24 @@
+#pragma once
+
+/// The scene library with its real reading, counted, and able to fail at will. Linked instead of
+/// libscene. For tests of one thread at a time.
+namespace SceneDouble {
+
+/// Forgets all counts and failures. Scenes that live stay in the balance.
+void reset();
+
+/// Lets the n-th of the following calls of the library fail, counted from 1, once: a payload is
+/// refused, an iteration ends, an id is -1, an action is -1, a property gives null and -1.
+/// scene_delete() counts as a call and cannot fail.
+void failCall(unsigned n);
+
+/// The calls of the library since reset().
+unsigned calls();
+
+/// Scenes that were read and not yet deleted, over the life of the process.
+int liveScenes();
+
+/// Calls of scene_delete() with null since reset().
+unsigned nullDeletes();
+
+}  // namespace SceneDouble

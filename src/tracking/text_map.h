@@ -1,0 +1,49 @@
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+/// A map from texts to values, in the order of the texts, for the few entries that hang on an
+/// object: they lie side by side, and are looked up per object, filter and scene without a search
+/// through a tree or a copy of the key.
+template <typename Value>
+class TextMap {
+public:
+    using Entry = std::pair<std::string, Value>;
+
+    /// The value under the key, or null.
+    const Value* find(std::string_view key) const {
+        for (const Entry& entry : entries) {
+            if (entry.first == key) {
+                return &entry.second;
+            }
+        }
+        return nullptr;
+    }
+
+    /// The value under the key, or null.
+    Value* find(std::string_view key) { return const_cast<Value*>(std::as_const(*this).find(key)); }
+
+    /// Stores the value under the key, over an earlier one.
+    void set(std::string_view key, const Value& value) {
+        if (Value* present = find(key)) {
+            *present = value;
+            return;
+        }
+        const auto behind = [](std::string_view wanted, const Entry& entry) {
+            return wanted < entry.first;
+        };
+        entries.emplace(std::upper_bound(entries.begin(), entries.end(), key, behind), key, value);
+    }
+
+    auto begin() const { return entries.begin(); }
+    auto end() const { return entries.end(); }
+    std::size_t size() const { return entries.size(); }
+    bool empty() const { return entries.empty(); }
+
+private:
+    std::vector<Entry> entries;
+};
