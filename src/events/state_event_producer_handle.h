@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string>
+
+/// The token of one declared event: its key in the event wrapper, "invalid" when it could not be
+/// declared, and its camera.
+struct StateEventProducerHandle {
+    std::string key = "invalid";
+    int cameraId = -1;
+};
