@@ -1,0 +1,94 @@
+#include "scene/double/scene_double.h"
+
+#include "scene/decoder.h"
+#include "scene/scene.h"
+
+namespace {
+
+unsigned callCount = 0;
+unsigned failingCall = 0;
+unsigned nullDeleteCount = 0;
+int sceneBalance = 0;
+
+// Counts a call of the library; true when it is the one that is to fail.
+bool isToFail() {
+    ++callCount;
+    if (failingCall == 0) {
+        return false;
+    }
+    --failingCall;
+    return failingCall == 0;
+}
+
+int failProperty(const void** value) {
+    *value = nullptr;
+    return -1;
+}
+
+}  // namespace
+
+void SceneDouble::reset() {
+    callCount = 0;
+    failingCall = 0;
+    nullDeleteCount = 0;
+}
+
+void SceneDouble::failCall(unsigned n) {
+    failingCall = n;
+}
+
+unsigned SceneDouble::calls() {
+    return callCount;
+}
+
+int SceneDouble::liveScenes() {
+    return sceneBalance;
+}
+
+unsigned SceneDouble::nullDeletes() {
+    return nullDeleteCount;
+}
+
+extern "C" {
+
+scene_st* scene_copy_from_area(const char* data) {
+    scene_st* scene = isToFail() ? nullptr : scene_decoder::copyFromArea(data);
+    sceneBalance += scene == nullptr ? 0 : 1;
+    return scene;
+}
+
+void scene_delete(scene_st* scene) {
+    isToFail();
+    nullDeleteCount += scene == nullptr ? 1 : 0;
+    sceneBalance -= scene == nullptr ? 0 : 1;
+    scene_decoder::destroy(scene);
+}
+
+int scene_get_prop(const scene_st* scene, scene_prop_e prop, const void** value) {
+    return isToFail() ? failProperty(value) : scene_decoder::property(scene, prop, value);
+}
+
+const scene_object_st* scene_next_object(const scene_st* scene, const scene_object_st* previous) {
+    return isToFail() ? nullptr : scene_decoder::nextObject(scene, previous);
+}
+
+int32_t scene_get_object_id(const scene_object_st* object) {
+    return isToFail() ? -1 : scene_decoder::objectId(object);
+}
+
+int scene_get_obj_prop(const scene_object_st* object, scene_prop_e prop, const void** value) {
+    return isToFail() ? failProperty(value) : scene_decoder::objectProperty(object, prop, value);
+}
+
+const scene_event_st* scene_next_event(const scene_st* scene, const scene_event_st* previous) {
+    return isToFail() ? nullptr : scene_decoder::nextEvent(scene, previous);
+}
+
+int scene_get_event_action(const scene_event_st* event) {
+    return isToFail() ? -1 : scene_decoder::eventAction(event);
+}
+
+int scene_get_evt_prop(const scene_event_st* event, scene_prop_e prop, const void** value) {
+    return isToFail() ? failProperty(value) : scene_decoder::eventProperty(event, prop, value);
+}
+}
