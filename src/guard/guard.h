@@ -102,8 +102,6 @@ protected:
     /// `areaSvg` is shown as long as the event is on.
     AlarmData* checkObjects(ParsedScene& scene, const std::string& areaSvg);
 
-    void clearScreen();
-
     std::string name;
     std::int32_t profileId;
     std::int32_t cameraId;

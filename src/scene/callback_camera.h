@@ -26,7 +26,7 @@ public:
 
 private:
     void endSubscription();
-    void processScene(char* payload);
+    void processScene(const char* payload);
 
     /// Told for this class and never taken.
     GMutex unusedMutex;

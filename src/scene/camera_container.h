@@ -102,6 +102,8 @@ protected:
 
 private:
     void applyToCamera(const CameraConfiguration& configuration);
+    static void forwardToCameras(const PTZ_PresetEvent& event);
+    static void forwardToCameras(const PTZ_MovementEvent& event);
     void subscribeToPTZ();
     void destroySubscriptions();
     static bool isAnyMotionLevelActive();

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "scene/camera.h"
+#include "scene/scene_reader_result.h"
 
 /// A camera whose scenes come over the scene socket, read by a thread of its own.
 ///
@@ -12,7 +13,7 @@
 ///
 /// A failed first connect ends the thread for good; only a lost stream is retried, every 200000
 /// microseconds. stop() only clears the flag: a thread that waits for a frame sees it after the
-/// next frame or when the peer closes, and a join waits as long. stop and join before destruction.
+/// next frame or when the peer closes, and a join waits as long. Stop and join before destruction.
 class SocketCamera : public Camera {
 public:
     SocketCamera(int camera, int rotation, API_VersionHandler versions, unsigned capabilities);
@@ -36,7 +37,8 @@ public:
 private:
     void streamScenes();
     void handleLostStream();
-    bool negotiate(SceneReaderResult& result, API_Version& requested);
+    bool negotiate(API_Version& requested);
+    SceneReaderResult handshake(const API_Version& version) const;
 
     /// The thread's alone; the destructor's once it is joined. -1 for none.
     std::int32_t fd = -1;
