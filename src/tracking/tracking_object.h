@@ -82,6 +82,7 @@ public:
 
 private:
     void takeVelocity(const NoltObject& object);
+    bool isOnItsSide() const;
     void growMaxima();
     void inheritFrom(const TrackingObject& source);
 };

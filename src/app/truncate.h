@@ -1,0 +1,20 @@
+#pragma once
+
+#include <limits>
+
+namespace utils {
+
+/// The integer part of the value. Beyond the range of an int it is the nearer end of the range, and
+/// what is not a number gives 0: the plain conversion is undefined there.
+inline int truncateToInt(float value) {
+    constexpr float end = 2147483648.0F;
+    if (value >= end) {
+        return std::numeric_limits<int>::max();
+    }
+    if (value < -end) {
+        return std::numeric_limits<int>::min();
+    }
+    return value == value ? static_cast<int>(value) : 0;
+}
+
+}  // namespace utils

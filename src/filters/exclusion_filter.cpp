@@ -1,0 +1,3 @@
+#include "filters/exclusion_filter.h"
+
+void ExclusionFilter::updateFilterData(TrackingObject&) {}
