@@ -20,4 +20,7 @@ public:
     std::pair<Point, Point> createPerspectivePoints(const json_t& points) const;
 
     void createSizeFilterPerspective(const json_t& filter);
+
+private:
+    Point createPerspectivePoint(const json_t* point) const;
 };

@@ -7,6 +7,8 @@
 #include "config/camera_record.h"
 #include "config/configuration_parser_i.h"
 
+struct AlarmOverlayConfigurationContainer;
+
 /// The parser for a type of guard factory. T is constructed from (profile, rotation of its camera,
 /// boundaries), reads the whole profile there and keeps a failure in its `status`.
 ///
@@ -34,6 +36,7 @@ private:
     void checkAlarmOverlays() const;
     const CameraRecord* findCamera(int id) const;
     bool hasProfile(const CameraRecord& camera) const;
+    AlarmOverlayConfigurationContainer createAlarmOverlayConfiguration() const;
 
     StatusCode_e status = StatusMalformedJson;
     std::vector<CameraRecord> cameras;  // in document order

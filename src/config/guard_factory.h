@@ -15,6 +15,7 @@ class Guard;
 class Polygon;
 class Polyline;
 struct AreaDatapointsBoundaries;
+struct ConditionBoundaries;
 
 /// Checks one profile of a configuration document and holds what its guard is built of. Parsing
 /// touches no running state; createGuard() is called once the whole document has proved valid.
@@ -100,4 +101,12 @@ public:
 protected:
     /// x * 4096 rounded half away from zero.
     static std::int32_t toFixedPoint(double value);
+
+private:
+    void createOneTrigger(const json_t& trigger, int nbrOfTriggers);
+    /// The time of an "individual" or "group" condition in microseconds; 0 when it is inactive.
+    std::int32_t readTimeInArea(const json_t& condition, const ConditionBoundaries& limits,
+                                const std::string& word) const;
+    std::int32_t readObjectStopped(const json_t& condition,
+                                   const ConditionBoundaries& limits) const;
 };
