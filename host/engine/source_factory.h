@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+
+#include "engine/source.h"
+
+class MonotonicClock;
+struct EngineOptions;
+struct SourceOption;
+
+/// Makes the sources of a command line.
+class SourceFactory {
+public:
+    /// Both are borrowed; the clock must outlive the sources.
+    SourceFactory(const EngineOptions& command, MonotonicClock& time)
+        : options(command), clock(time) {}
+
+    /// Opens and checks one source. Throws SourceError.
+    std::unique_ptr<Source> make(const SourceOption& source) const;
+
+private:
+    const EngineOptions& options;
+    MonotonicClock& clock;
+};
