@@ -48,6 +48,10 @@ private:
 
     KTW_StateEventProducer();
 
+    /// Passes an end with or without a time on.
+    template <typename... Time>
+    void sendEndEventToAll(const StateEventProducerHandle& handle, const Time&... time);
+
     const HandleGroup* findHandleGroup(const StateEventProducerHandle& handle) const;
     void deleteHandleGroup(const StateEventProducerHandle& handle);
 

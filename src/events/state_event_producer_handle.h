@@ -7,4 +7,7 @@
 struct StateEventProducerHandle {
     std::string key = "invalid";
     int cameraId = -1;
+
+    friend bool operator==(const StateEventProducerHandle&,
+                           const StateEventProducerHandle&) = default;
 };

@@ -1,0 +1,65 @@
+#include "device/dbus_utils.h"
+
+#include <gio/gunixfdlist.h>
+
+#include "app/glib_utils.h"
+#include "app/status.h"
+
+namespace {
+
+constexpr int kDefaultTimeout = -1;
+
+void throwIfNull(const void* pointer, const std::string& text) {
+    utils::throwIf(pointer == nullptr, text + ": Pointer was unexpectedly NULL");
+}
+
+}  // namespace
+
+GDBusProxy* DBusUtils::createProxy(const std::string& name, const std::string& objectPath,
+                                   const std::string& interface, const std::string& failureText,
+                                   GDBusProxyFlags flags) {
+    g_autoptr(GError) error = nullptr;
+    // The proxy takes up this shared connection. GLib would end the process along with the bus.
+    g_autoptr(GDBusConnection) bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
+    GlibUtils::throwIfNotOk(error, failureText);
+    g_dbus_connection_set_exit_on_close(bus, FALSE);
+    GDBusProxy* proxy =
+        g_dbus_proxy_new_for_bus_sync(G_BUS_TYPE_SYSTEM, flags, nullptr, name.c_str(),
+                                      objectPath.c_str(), interface.c_str(), nullptr, &error);
+    GlibUtils::throwIfNotOk(error, failureText);
+    throwIfNull(proxy, failureText);
+    return proxy;
+}
+
+GVariant* DBusUtils::callSync(GDBusProxy* proxy, const char* method, GVariant* parameters,
+                              const std::string& failureText, bool needsReply) {
+    g_autoptr(GError) error = nullptr;
+    GVariant* reply = g_dbus_proxy_call_sync(proxy, method, parameters, G_DBUS_CALL_FLAGS_NONE,
+                                             kDefaultTimeout, nullptr, &error);
+    GlibUtils::throwIfNotOk(error, failureText);
+    if (needsReply) {
+        throwIfNull(reply, failureText);
+    }
+    return reply;
+}
+
+int DBusUtils::getFileDescriptor(GDBusProxy* proxy, const char* method,
+                                 const std::string& failureText) {
+    g_autoptr(GError) error = nullptr;
+    g_autoptr(GUnixFDList) descriptors = nullptr;
+    g_autoptr(GVariant) reply = g_dbus_proxy_call_with_unix_fd_list_sync(
+        proxy, method, nullptr, G_DBUS_CALL_FLAGS_NONE, kDefaultTimeout, nullptr, &descriptors,
+        nullptr, &error);
+    const std::string noChannel = failureText + ": Failed to get command channel";
+    GlibUtils::throwIfNotOk(error, noChannel);
+    const bool hasIndex = reply != nullptr && g_variant_is_of_type(reply, G_VARIANT_TYPE("(h)"));
+    throwIfNull(hasIndex ? reply : nullptr, noChannel);
+    gint32 index = -1;
+    g_variant_get(reply, "(h)", &index);
+    utils::throwIf(index < 0, failureText + ": Failed to get index of FD list");
+    const bool isListed = descriptors != nullptr && index < g_unix_fd_list_get_length(descriptors);
+    const int descriptor = isListed ? g_unix_fd_list_get(descriptors, index, &error) : -1;
+    GlibUtils::throwIfNotOk(error, failureText);
+    utils::throwIf(descriptor < 0, failureText + ": Invalid file descriptor");
+    return descriptor;
+}
