@@ -46,9 +46,9 @@ typedef enum {
 } ZQEventError;
 
 /// Called once, when a declaration stands on the bus.
-typedef void (*ZQEventDeclarationCallback)(guint declaration, void* userData);
+typedef void (*ZQDeclarationCallback)(guint declaration, void* userData);
 /// Called for each event of a subscription. `event` is transferred: free it with zq_event_free().
-typedef void (*ZQEventSubscriptionCallback)(guint subscription, ZQEvent* event, void* userData);
+typedef void (*ZQSubscriptionCallback)(guint subscription, ZQEvent* event, void* userData);
 
 /// Makes a connection. Comes at once, whether or not the bus is there; null if the device has no
 /// bus at all. Several handlers may exist side by side.
@@ -99,8 +99,7 @@ gboolean zq_event_key_value_set_get_string(const ZQEventKeyValueSet* set, const 
 /// null. Succeeds also while the bus is away. Fails if "topic0" or a source property has no value.
 gboolean zq_event_handler_declare(ZQEventHandler* handler, const ZQEventKeyValueSet* set,
                                   gboolean stateless, guint* declaration,
-                                  ZQEventDeclarationCallback callback, void* userData,
-                                  GError** error);
+                                  ZQDeclarationCallback callback, void* userData, GError** error);
 /// Takes a declaration back; the state of a stateful event disappears from the bus. Fails if this
 /// handler has no such declaration.
 gboolean zq_event_handler_undeclare(ZQEventHandler* handler, guint declaration, GError** error);
@@ -134,7 +133,7 @@ gboolean zq_event_handler_send_event(ZQEventHandler* handler, guint declaration,
 /// the three are left out. The state of matching events is delivered first, and after an outage
 /// only if it changed.
 gboolean zq_event_handler_subscribe(ZQEventHandler* handler, const ZQEventKeyValueSet* set,
-                                    guint* subscription, ZQEventSubscriptionCallback callback,
+                                    guint* subscription, ZQSubscriptionCallback callback,
                                     void* userData, GError** error);
 /// Ends a subscription without waiting: from the thread of the default main context no callback
 /// comes after it; from another thread one that has begun may still be running. Fails if this

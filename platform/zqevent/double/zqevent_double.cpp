@@ -24,7 +24,7 @@ struct Handed {
 
 struct Subscribed {
     ZQEventDouble::Subscription record;
-    ZQEventSubscriptionCallback callback;
+    ZQSubscriptionCallback callback;
     void* userData;
 };
 
@@ -333,7 +333,7 @@ bool deliver(unsigned subscription, const Values& values, std::int64_t utcMicros
     if (!found) {
         return false;
     }
-    const ZQEventSubscriptionCallback callback = found->callback;
+    const ZQSubscriptionCallback callback = found->callback;
     void* const userData = found->userData;
     g_autoptr(GDateTime) epoch = g_date_time_new_from_unix_utc(0);
     g_autoptr(GDateTime) time = g_date_time_add(epoch, utcMicroseconds);
@@ -461,8 +461,7 @@ gboolean zq_event_key_value_set_get_string(const ZQEventKeyValueSet* set, const 
 
 gboolean zq_event_handler_declare(ZQEventHandler* handler, const ZQEventKeyValueSet* set,
                                   gboolean stateless, guint* declaration,
-                                  ZQEventDeclarationCallback callback, void* userData,
-                                  GError** error) {
+                                  ZQDeclarationCallback callback, void* userData, GError** error) {
     std::unique_lock lock(mutex);
     if (!isUsableHandler(handler, __func__) || !isUsableSet(set, __func__)) {
         return refuse(error);
@@ -537,7 +536,7 @@ gboolean zq_event_handler_send_event(ZQEventHandler* handler, guint declaration,
 }
 
 gboolean zq_event_handler_subscribe(ZQEventHandler* handler, const ZQEventKeyValueSet* set,
-                                    guint* subscription, ZQEventSubscriptionCallback callback,
+                                    guint* subscription, ZQSubscriptionCallback callback,
                                     void* userData, GError** error) {
     const std::lock_guard lock(mutex);
     if (!isUsableHandler(handler, __func__) || !isUsableSet(set, __func__)) {
