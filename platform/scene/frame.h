@@ -21,6 +21,8 @@ constexpr std::uint32_t magic = 0x31735754;
 constexpr std::size_t headSize = 16;
 constexpr std::size_t tailSize = 8;
 constexpr std::size_t lengthOffset = 4;
+/// The body's length is a multiple of it.
+constexpr std::size_t bodyUnit = 8;
 /// No scene is as long as this; a length is below it before anything is made of it.
 constexpr std::size_t maxLength = 1U << 30;
 

@@ -1,11 +1,9 @@
 #include "scene/scene_encoder.h"
 
 #include <cstdlib>
-#include <cstring>
-#include <new>
 #include <stdexcept>
 
-#include "scene/frame.h"
+#include "scene/frame_writer.h"
 #include "scene/scene.h"
 #include "scene_generated.h"
 
@@ -15,28 +13,6 @@ using scene_payload::Position;
 
 Position packPoint(const ScenePoint& point) {
     return {point.x, point.y};
-}
-
-void putWord(char* position, std::uint32_t word) {
-    std::memcpy(position, &word, sizeof word);
-}
-
-// The body in a block of its own, with the frame of frame.h round it.
-ScenePayload frame(const std::uint8_t* body, std::size_t size) {
-    const std::size_t padded = (size + 7) / 8 * 8;
-    const std::size_t length = scene_frame::headSize + padded + scene_frame::tailSize;
-    if (length >= scene_frame::maxLength) {
-        throw std::length_error("a scene is too long for a payload");
-    }
-    auto* block = static_cast<char*>(std::calloc(1, length));
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    putWord(block, scene_frame::magic);
-    putWord(block + scene_frame::lengthOffset, static_cast<std::uint32_t>(length));
-    std::memcpy(block + scene_frame::headSize, body, size);
-    putWord(block + length - sizeof(std::uint32_t), ~scene_frame::magic);
-    return {block, length};
 }
 
 }  // namespace
@@ -93,7 +69,7 @@ ScenePayload SceneEncoder::Writer::write(const SceneRecord& scene, unsigned prop
     const auto objectList = builder.CreateVector(objects);
     const auto eventList = builder.CreateVector(events);
     builder.Finish(scene_payload::CreateScene(builder, time, objectList, eventList));
-    return frame(builder.GetBufferPointer(), builder.GetSize());
+    return scene_frame::wrap(builder.GetBufferPointer(), builder.GetSize());
 }
 
 SceneEncoder::Writer::Points SceneEncoder::Writer::writePoints(const ScenePoint* points,
