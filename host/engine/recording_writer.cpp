@@ -142,7 +142,7 @@ void RecordingWriter::add(const SceneRecord& scene) {
 void RecordingWriter::giveUp() {
     int error = Z_OK;
     const char* reason = gzerror(file, &error);
-    std::fprintf(stderr, "plinth: recording ends: %s\n",
+    std::fprintf(stderr, "plinth: %s: recording ends: %s\n", label.c_str(),
                  error == Z_ERRNO ? std::strerror(errno) : reason);
     gzclose(std::exchange(file, nullptr));
 }
