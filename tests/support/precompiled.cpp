@@ -1,0 +1,2 @@
+// Carries the header that all test programs have precompiled.
+int main() {}
