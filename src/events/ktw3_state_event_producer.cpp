@@ -19,10 +19,14 @@ void addTopic(ZQEventKeyValueSet* set, const char* key, const char* space, const
     zq_event_key_value_set_add_nice_names(set, key, space, name.c_str(), niceName.c_str(), nullptr);
 }
 
-/// The event's topics and properties, in their starting state. The caller owns it.
+/// The event's topics and properties, in their starting state. The caller owns it; null when the
+/// platform gives none.
 ZQEventKeyValueSet* createSet(const std::string& name, const std::string& niceName) {
     const gint zero = 0;
     ZQEventKeyValueSet* set = zq_event_key_value_set_new();
+    if (set == nullptr) {
+        return nullptr;
+    }
     addTopic(set, "topic0", kOnvifSpace, "RuleEngine", "Application");
     addTopic(set, "topic1", kOwnSpace, "KTW3", "Tarnwatch 3");
     addTopic(set, "topic2", kOwnSpace, name, niceName);

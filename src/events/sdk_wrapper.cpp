@@ -75,22 +75,26 @@ using Set = std::unique_ptr<ZQEventKeyValueSet, Release>;
 using Event = std::unique_ptr<ZQEvent, Release>;
 using Record = std::unique_ptr<EventRecord, Release>;
 
+/// Null when the platform gives none; to that nothing can be added.
 Set newSet() {
     return Set(zq_event_key_value_set_new());
 }
 
 bool addText(const Set& set, const char* key, const char* space, const char* text) {
-    return zq_event_key_value_set_add_key_value(set.get(), key, space, text, ZQ_VALUE_TYPE_STRING,
+    return set != nullptr &&
+           zq_event_key_value_set_add_key_value(set.get(), key, space, text, ZQ_VALUE_TYPE_STRING,
                                                 nullptr) != FALSE;
 }
 
 bool addInt(const Set& set, const char* key, const std::int32_t& value) {
-    return zq_event_key_value_set_add_key_value(set.get(), key, kNoSpace, &value, ZQ_VALUE_TYPE_INT,
+    return set != nullptr &&
+           zq_event_key_value_set_add_key_value(set.get(), key, kNoSpace, &value, ZQ_VALUE_TYPE_INT,
                                                 nullptr) != FALSE;
 }
 
 bool addBool(const Set& set, const char* key, const std::int32_t& value) {
-    return zq_event_key_value_set_add_key_value(set.get(), key, kNoSpace, &value,
+    return set != nullptr &&
+           zq_event_key_value_set_add_key_value(set.get(), key, kNoSpace, &value,
                                                 ZQ_VALUE_TYPE_BOOL, nullptr) != FALSE;
 }
 
@@ -149,7 +153,7 @@ int addUser(EventRecord& known, const char* key, const EventRecord& wanted,
 
 /// Declares the event and, if that succeeds, keeps its record.
 bool declare(const char* key, Record record, const Set& set, bool stateless) {
-    if (!isReady() ||
+    if (!isReady() || set == nullptr ||
         zq_event_handler_declare(wrapper.eventHandler, set.get(), stateless, &record->declarationId,
                                  nullptr, nullptr, nullptr) == FALSE) {
         return false;
@@ -161,6 +165,9 @@ bool declare(const char* key, Record record, const Set& set, bool stateless) {
 /// The set of an event below the application's own topics.
 Set buildOwnSet(const char* name, const char* niceName, const EventRecord& record) {
     Set set = newSet();
+    if (set == nullptr) {
+        return set;
+    }
     const std::string& application = wrapper.applicationName;
     addText(set, "topic0", kOwnSpace, wrapper.platformName.c_str());
     addText(set, "topic1", kOwnSpace, application.c_str());
@@ -186,6 +193,9 @@ Set buildOwnSet(const char* name, const char* niceName, const EventRecord& recor
 
 Set buildMotionAlarmSet(const EventRecord& record) {
     Set set = newSet();
+    if (set == nullptr) {
+        return set;
+    }
     addText(set, "topic0", kOnvifSpace, "VideoSource");
     addText(set, "topic1", kOnvifSpace, "MotionAlarm");
     addInt(set, "Source", record.videoSource);
@@ -198,6 +208,9 @@ Set buildMotionAlarmSet(const EventRecord& record) {
 
 Set buildMotionRegionSet(const EventRecord& record, const char* ruleName) {
     Set set = newSet();
+    if (set == nullptr) {
+        return set;
+    }
     addText(set, "topic0", kOnvifSpace, "RuleEngine");
     addText(set, "topic1", kOnvifSpace, "MotionRegionDetector");
     addText(set, "topic2", kOnvifSpace, "Motion");
@@ -290,7 +303,8 @@ GDateTime* convertTimeOrEpoch(const long* time) {
 
 /// The properties that an own event sends; false when one of them could not be added.
 bool addOwnProperties(const Set& set, const EventRecord& record, const char* data) {
-    if ((record.flags & SdkWrapperEventStateful) != 0 && !addBool(set, "active", record.value)) {
+    if (set == nullptr ||
+        ((record.flags & SdkWrapperEventStateful) != 0 && !addBool(set, "active", record.value))) {
         return false;
     }
     return data == nullptr || record.dataKey[0] == '\0' ||
