@@ -2,7 +2,7 @@
 
 # No option may change what floating point evaluates to: contraction into fused operations is off,
 # and where a fused operation is meant the code says std::fma.
-add_compile_options(-ffp-contract=off -fno-fast-math -Wall -Wextra -Wshadow -Werror)
+add_compile_options(-ffp-contract=off -fno-fast-math -pthread -Wall -Wextra -Wshadow -Werror)
 
 if(TARNWATCH_SANITIZE STREQUAL "address")
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
