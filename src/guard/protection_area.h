@@ -11,16 +11,23 @@ class TrackingObject;
 /// polygons. Does not change once its guard is in service and is then read without a lock.
 class ProtectionArea {
 public:
+    /// Where an object is.
+    enum Where {
+        kInside = 0,    ///< some piece of it is in the include polygon and in no exclude polygon
+        kOutside = 1,   ///< it does not meet the include polygon
+        kExcluded = 2,  ///< what is in the include polygon is excluded, or clipping gave no piece
+    };
+
     explicit ProtectionArea(const Polygon& includeArea);
 
     /// Adds a copy of the polygon to what is not watched.
     void addExcludeArea(const Polygon& excludeArea);
 
-    /// Where the object's outline is:
-    /// 0: some piece of it lies in the include polygon and outside all exclude polygons;
-    /// 1: it does not meet the include polygon;
-    /// 2: all of it that lies in the include polygon is excluded, or clipping gave no piece.
+    /// Where the object's outline is (Where). The object must have one.
     int checkObject(const TrackingObject& object) const;
+
+    /// The same, for an outline, by clipping alone. Slow; the measure of all shortcuts.
+    int checkByClipping(const Polygon& outline) const;
 
     /// Whether nothing of the piece remains when all exclude polygons have been cut out of it. A
     /// polygon whose vertices all lie in an exclude polygon counts as excluded even where its edges
