@@ -1,0 +1,1 @@
+"""Brings up a device in a sandbox: an outer half, an inner half, and what they share."""

@@ -1,0 +1,76 @@
+"""The device parameters: STATE/parameters.conf, a NAME=value a line."""
+
+import os
+import re
+
+from bringup.sources import Description, Source
+
+_VERSIONS = {"socket": "2.14", "module": "2.16"}
+
+# Names that bring-up writes, and takes away when they no longer follow from the sources.
+_DERIVED = re.compile(
+    r"Brand\.ProdNbr|Brand\.ProdType"
+    r"|ImageSource\.NbrOfSources|ImageSource\.I\d+\.(Name|Type|Sensor\.AspectRatio)"
+    r"|Image\.I\d+\.Appearance\.Resolution"
+    r"|Properties\.Image\.Resolution"
+    r"|Properties\.EmbeddedDevelopment\.(Version|RuleEngine\.MultiConfiguration)"
+)
+
+_USUAL_WIDTHS = (1920, 1600, 1280, 1024, 800, 640, 480, 320)
+
+
+def bare(name: str) -> str:
+    """A parameter's name without the optional leading "root."."""
+    return name.removeprefix("root.")
+
+
+def derive(sources: list[Source], descriptions: list[Description], transport: str) -> dict[str, str]:
+    """The parameters that follow from the sources, by their full names."""
+    values = {
+        "Brand.ProdNbr": "Tarnwatch-Host",
+        "Brand.ProdType": "Network Camera",
+        "Properties.EmbeddedDevelopment.Version": _VERSIONS[transport],
+        "Properties.Image.Resolution": ",".join(_resolutions(descriptions[0])),
+    }
+    if len(sources) > 1:
+        values["Properties.EmbeddedDevelopment.RuleEngine.MultiConfiguration"] = "yes"
+        values["ImageSource.NbrOfSources"] = str(len(sources))
+    for number, (source, description) in enumerate(zip(sources, descriptions)):
+        values[f"ImageSource.I{number}.Name"] = source.name
+        values[f"ImageSource.I{number}.Type"] = "Camera"
+        values[f"ImageSource.I{number}.Sensor.AspectRatio"] = description.aspect_ratio
+        values[f"Image.I{number}.Appearance.Resolution"] = f"{description.width}x{description.height}"
+    return {"root." + name: value for name, value in values.items()}
+
+
+def _resolutions(picture: Description) -> list[str]:
+    """The picture's own size and the usual smaller ones of exactly its shape, largest first."""
+    sizes = [(picture.width, picture.height)]
+    for width in _USUAL_WIDTHS:
+        if width < picture.width and width * picture.height % picture.width == 0:
+            sizes.append((width, width * picture.height // picture.width))
+    return [f"{width}x{height}" for width, height in sizes]
+
+
+def update(path: str, derived: dict[str, str], asked: list[tuple[str, str]]) -> None:
+    """Rewrites the file: what was put there stays, what follows from the sources is fresh, then what
+    was asked for on the command line; an empty value removes."""
+    values = {name: value for name, value in _read(path).items() if not _DERIVED.fullmatch(bare(name))}
+    for name, value in [*derived.items(), *asked]:
+        for known in [known for known in values if bare(known) == bare(name)]:
+            del values[known]
+        if value:
+            values[name] = value
+    with open(path + ".new", "w", encoding="utf-8", errors="surrogateescape") as file:
+        file.writelines(f"{name}={value}\n" for name, value in values.items())
+    os.replace(path + ".new", path)
+
+
+def _read(path: str) -> dict[str, str]:
+    try:
+        with open(path, encoding="utf-8", errors="surrogateescape") as file:
+            lines = file.read().splitlines()
+    except FileNotFoundError:
+        return {}
+    pairs = (line.partition("=") for line in lines if "=" in line and not line.lstrip().startswith("#"))
+    return {name.strip(): value for name, _, value in pairs}
