@@ -12,11 +12,12 @@
 template <typename Value>
 class TextMap {
 public:
-    using Entry = std::pair<std::string, Value>;
+    using value_type = std::pair<std::string, Value>;
+    using const_iterator = typename std::vector<value_type>::const_iterator;
 
     /// The value under the key, or null.
     const Value* find(std::string_view key) const {
-        for (const Entry& entry : entries) {
+        for (const value_type& entry : entries) {
             if (entry.first == key) {
                 return &entry.second;
             }
@@ -33,17 +34,17 @@ public:
             *present = value;
             return;
         }
-        const auto behind = [](std::string_view wanted, const Entry& entry) {
+        const auto behind = [](std::string_view wanted, const value_type& entry) {
             return wanted < entry.first;
         };
         entries.emplace(std::upper_bound(entries.begin(), entries.end(), key, behind), key, value);
     }
 
-    auto begin() const { return entries.begin(); }
-    auto end() const { return entries.end(); }
+    const_iterator begin() const { return entries.begin(); }
+    const_iterator end() const { return entries.end(); }
     std::size_t size() const { return entries.size(); }
     bool empty() const { return entries.empty(); }
 
 private:
-    std::vector<Entry> entries;
+    std::vector<value_type> entries;
 };
