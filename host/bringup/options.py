@@ -1,6 +1,7 @@
 """The command line of ./run. A mistake raises BadInput."""
 
 import argparse
+import ipaddress
 import math
 import os
 from dataclasses import dataclass, field
@@ -42,7 +43,7 @@ def _parser() -> _Parser:
     parser.add_argument("--state", default="state", type=_text)
     parser.add_argument("--port", default=8080, type=_port)
     parser.add_argument("--mqtt-port", default=1883, type=_port)
-    parser.add_argument("--listen", type=_text)
+    parser.add_argument("--listen", type=_address)
     parser.add_argument("--password-file", type=_text)
     parser.add_argument("--for", dest="seconds", type=_seconds)
     parser.add_argument("--record", type=_text)
@@ -61,6 +62,13 @@ def _port(value: str) -> int:
     if not value.isascii() or not value.isdigit() or int(value) > 65535:
         raise argparse.ArgumentTypeError(f"{value!r} is not a port (0 to 65535)")
     return int(value)
+
+
+def _address(value: str) -> str:
+    try:
+        return str(ipaddress.ip_address(value))
+    except ValueError:
+        raise argparse.ArgumentTypeError(f"{value!r} is not an address in digits") from None
 
 
 def _seconds(value: str) -> float:

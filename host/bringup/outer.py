@@ -80,14 +80,10 @@ def _make_state_folder(state: str) -> int:
 
 
 def _listen(host: str, port: int) -> socket.socket:
-    try:
-        address = socket.getaddrinfo(host, port, type=socket.SOCK_STREAM, flags=socket.AI_NUMERICHOST)[0]
-    except socket.gaierror:
-        raise BadInput(f"{host}: not an address of this machine (digits wanted)") from None
-    listener = socket.socket(address[0], socket.SOCK_STREAM)
+    listener = socket.socket(socket.AF_INET6 if ":" in host else socket.AF_INET, socket.SOCK_STREAM)
     listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
     try:
-        listener.bind(address[4])
+        listener.bind((host, port))
         listener.listen(511)
     except OSError as error:
         raise BringupError(f"{web.url_host(host)}:{port}: {error.strerror}") from None
