@@ -1,5 +1,6 @@
 #include "scene/frame_writer.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -27,7 +28,7 @@ ScenePayload scene_frame::wrap(const std::uint8_t* body, std::size_t size) {
     }
     putWord(block, magic);
     putWord(block + lengthOffset, static_cast<std::uint32_t>(length));
-    std::memcpy(block + headSize, body, size);
+    std::copy_n(body, size, block + headSize);
     putWord(block + length - sizeof(std::uint32_t), ~magic);
     return {block, length};
 }
