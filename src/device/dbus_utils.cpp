@@ -13,19 +13,37 @@ void throwIfNull(const void* pointer, const std::string& text) {
     utils::throwIf(pointer == nullptr, text + ": Pointer was unexpectedly NULL");
 }
 
+/// The process's shared connection or, when the bus has gone and come back since that was made, one
+/// of the caller's own: a shared connection stays the closed one while anybody holds it. The caller
+/// unrefs it. Null with `error` set on failure.
+GDBusConnection* connect(GError** error) {
+    g_autoptr(GDBusConnection) shared = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, error);
+    if (shared == nullptr || g_dbus_connection_is_closed(shared) == FALSE) {
+        return static_cast<GDBusConnection*>(g_steal_pointer(&shared));
+    }
+    g_autofree char* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, error);
+    if (address == nullptr) {
+        return nullptr;
+    }
+    const auto flags =
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+    return g_dbus_connection_new_for_address_sync(address, flags, nullptr, nullptr, error);
+}
+
 }  // namespace
 
 GDBusProxy* DBusUtils::createProxy(const std::string& name, const std::string& objectPath,
                                    const std::string& interface, const std::string& failureText,
                                    GDBusProxyFlags flags) {
     g_autoptr(GError) error = nullptr;
-    // The proxy takes up this shared connection. GLib would end the process along with the bus.
-    g_autoptr(GDBusConnection) bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
+    g_autoptr(GDBusConnection) bus = connect(&error);
     GlibUtils::throwIfNotOk(error, failureText);
+    throwIfNull(bus, failureText);
+    // Otherwise GLib would end the process along with the bus.
     g_dbus_connection_set_exit_on_close(bus, FALSE);
-    GDBusProxy* proxy =
-        g_dbus_proxy_new_for_bus_sync(G_BUS_TYPE_SYSTEM, flags, nullptr, name.c_str(),
-                                      objectPath.c_str(), interface.c_str(), nullptr, &error);
+    GDBusProxy* proxy = g_dbus_proxy_new_sync(bus, flags, nullptr, name.c_str(), objectPath.c_str(),
+                                              interface.c_str(), nullptr, &error);
     GlibUtils::throwIfNotOk(error, failureText);
     throwIfNull(proxy, failureText);
     return proxy;

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <gio/gio.h>
+
+#include <string>
+#include <vector>
+
+/// A message bus of its own that stands for the system bus while it lives. One at a time; a proxy
+/// or connection made while it lives must be gone before it.
+class PrivateBus {
+public:
+    PrivateBus() : bus(g_test_dbus_new(G_TEST_DBUS_NONE)) {
+        g_test_dbus_up(bus);
+        address = g_test_dbus_get_bus_address(bus);
+        g_setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), TRUE);
+    }
+    ~PrivateBus() {
+        g_unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+        stop();
+        g_object_unref(bus);
+    }
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    /// Ends the daemon now; the address stays, with nobody there.
+    void stop() {
+        if (!address.empty()) {
+            g_test_dbus_stop(bus);
+            address.clear();
+        }
+        // What waits on the main context holds connections.
+        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+        }
+    }
+
+    /// A connection of the caller's own; he unrefs it.
+    GDBusConnection* connect() const {
+        GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
+            address.c_str(),
+            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+            nullptr, nullptr, nullptr);
+        g_dbus_connection_set_exit_on_close(connection, FALSE);
+        return connection;
+    }
+
+private:
+    GTestDBus* bus;
+    std::string address;
+};
+
+/// Owns names on a bus while it lives.
+class BusNames {
+public:
+    BusNames(const PrivateBus& bus, const std::vector<std::string>& names)
+        : connection(bus.connect()) {
+        for (const std::string& name : names) {
+            g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+                connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                "RequestName", g_variant_new("(su)", name.c_str(), 0U), nullptr,
+                G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+        }
+    }
+    ~BusNames() {
+        g_dbus_connection_close_sync(connection, nullptr, nullptr);
+        g_object_unref(connection);
+    }
+    BusNames(const BusNames&) = delete;
+    BusNames& operator=(const BusNames&) = delete;
+
+private:
+    GDBusConnection* connection;
+};
