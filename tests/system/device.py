@@ -5,6 +5,7 @@ Tests see it from outside only: its commands, files, ports and topics.
 
 import json
 import os
+import re
 import select
 import shutil
 import signal
@@ -20,6 +21,8 @@ RECORDINGS = os.path.join(ROOT, "tests", "recordings")
 
 # Sanitizers slow everything down; the limits of waits, never of measurements, grow with them.
 PATIENCE = 20.0 * float(os.environ.get("TARNWATCH_TEST_PATIENCE", "1"))
+
+_SANITIZER = re.compile(r"(ERROR|WARNING|SUMMARY): \w+Sanitizer|runtime error:")
 
 TOPICS = "tarnwatch/onvif-ej"
 KTW = f"{TOPICS}/tnsorva:DeviceAppHost/tnsorva:KTW"
@@ -81,7 +84,10 @@ class Device:
                 self.process.kill()
         self.process.stdout.close()
         self._errors.close()
+        reports = [line for line in self.all_logs().splitlines() if _SANITIZER.search(line)]
         shutil.rmtree(self.folder, ignore_errors=True)
+        if reports:
+            raise AssertionError("\n".join(reports))
 
     def wait_up(self):
         """Waits for the five lines that tell that all is up."""
