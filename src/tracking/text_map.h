@@ -18,7 +18,7 @@ public:
     /// The value under the key, or null.
     const Value* find(std::string_view key) const {
         for (const value_type& entry : entries) {
-            if (entry.first == key) {
+            if (isSame(entry.first, key)) {
                 return &entry.second;
             }
         }
@@ -46,5 +46,12 @@ public:
     bool empty() const { return entries.empty(); }
 
 private:
+    // Keys of filters differ in the number of the profile at their end, so the last character is
+    // looked at first.
+    static bool isSame(std::string_view entry, std::string_view key) {
+        return entry.size() == key.size() &&
+               (key.empty() || (entry.back() == key.back() && entry == key));
+    }
+
     std::vector<value_type> entries;
 };

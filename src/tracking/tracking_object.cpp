@@ -63,7 +63,8 @@ TrackingObject::~TrackingObject() {
 }
 
 void TrackingObject::update(const NoltObject& object) {
-    replace(polygon, object.polygon->clone());
+    // In place: an outline seldom changes its number of points, and then no memory changes hands.
+    *polygon = *object.polygon;
     previousPosition = position;
     position = polygon->getCentroid();
     lastSeen = object.timestamp;
