@@ -22,10 +22,13 @@ public:
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
 
-    /// Ends the daemon now; the address stays, with nobody there.
+    /// Ends the daemon, and returns when nobody answers at its address any more.
     void stop() {
         if (!address.empty()) {
             g_test_dbus_stop(bus);
+            while (isAnswering()) {
+                g_usleep(1000);
+            }
             address.clear();
         }
         // What waits on the main context holds connections.
@@ -45,6 +48,12 @@ public:
     }
 
 private:
+    bool isAnswering() const {
+        g_autoptr(GIOStream) stream =
+            g_dbus_address_get_stream_sync(address.c_str(), nullptr, nullptr, nullptr);
+        return stream != nullptr;
+    }
+
     GTestDBus* bus;
     std::string address;
 };
