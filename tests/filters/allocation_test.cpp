@@ -1,9 +1,8 @@
 // An object that the filters refuse costs no memory from its second scene on.
 
-#include <cstdlib>
 #include <memory>
-#include <new>
 
+#include "filters/allocation_counter.h"
 #include "filters/low_confident_object_filter.h"
 #include "filters/object_lifetime_filter.h"
 #include "filters/perspective_bar.h"
@@ -11,28 +10,6 @@
 #include "filters/size_filter_perspective.h"
 #include "filters/swaying_filter.h"
 #include "tracking/tracking_object.h"
-
-namespace {
-
-std::size_t allocations = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* block = std::malloc(size)) {
-        return block;
-    }
-    throw std::bad_alloc();
-}
-
-void operator delete(void* block) noexcept {
-    std::free(block);
-}
-
-void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
-}
 
 TEST(Filters, AllocateNothingForAnObjectThatTheyKnow) {
     const Perspective perspective(
@@ -58,12 +35,12 @@ TEST(Filters, AllocateNothingForAnObjectThatTheyKnow) {
         }
         return passes;
     };
-    allocations = 0;
+    allocationCount = 0;
     EXPECT_FALSE(judge({0, 0}));
-    EXPECT_GT(allocations, 0U) << "the counter does not count";
-    allocations = 0;
+    EXPECT_GT(allocationCount, 0U) << "the counter does not count";
+    allocationCount = 0;
     for (std::int16_t x = 1; x < 100; ++x) {
         EXPECT_FALSE(judge({x, 0}));
     }
-    EXPECT_EQ(allocations, 0U);
+    EXPECT_EQ(allocationCount, 0U);
 }
