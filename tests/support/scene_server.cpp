@@ -94,6 +94,10 @@ void ScenePeer::waitForClose() {
     } while (recv(fd, &byte, 1, 0) > 0);
 }
 
+void ScenePeer::shutDownSending() {
+    shutdown(fd, SHUT_WR);
+}
+
 void ScenePeer::close() {
     if (fd != -1) {
         ::close(std::exchange(fd, -1));

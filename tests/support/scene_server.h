@@ -25,6 +25,8 @@ public:
     void sendHead(std::int32_t length);
     /// Waits until the other side has closed the connection.
     void waitForClose();
+    /// Closes the sending direction; what the other side sends is still taken.
+    void shutDownSending();
     void close();
 
 private:
