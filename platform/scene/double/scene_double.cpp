@@ -1,14 +1,16 @@
 #include "scene/double/scene_double.h"
 
+#include <atomic>
+
 #include "scene/decoder.h"
 #include "scene/scene.h"
 
 namespace {
 
-unsigned callCount = 0;
-unsigned failingCall = 0;
-unsigned nullDeleteCount = 0;
-int sceneBalance = 0;
+std::atomic<unsigned> callCount{0};
+std::atomic<unsigned> failingCall{0};
+std::atomic<unsigned> nullDeleteCount{0};
+std::atomic<int> sceneBalance{0};
 
 // Counts a call of the library; true when it is the one that is to fail.
 bool isToFail() {
@@ -16,8 +18,7 @@ bool isToFail() {
     if (failingCall == 0) {
         return false;
     }
-    --failingCall;
-    return failingCall == 0;
+    return --failingCall == 0;
 }
 
 int failProperty(const void** value) {

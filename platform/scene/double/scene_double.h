@@ -1,7 +1,7 @@
 #pragma once
 
 /// The scene library with its real reading, counted, and able to fail at will. Linked instead of
-/// libscene. For tests of one thread at a time.
+/// libscene. Any thread may use the library meanwhile; failCall() is for tests of one thread.
 namespace SceneDouble {
 
 /// Forgets all counts and failures. Scenes that live stay in the balance.
