@@ -94,6 +94,11 @@ void ScenePeer::waitForClose() {
     } while (recv(fd, &byte, 1, 0) > 0);
 }
 
+bool ScenePeer::isOpen() const {
+    char byte;
+    return recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 1 || errno == EAGAIN;
+}
+
 void ScenePeer::shutDownSending() {
     shutdown(fd, SHUT_WR);
 }

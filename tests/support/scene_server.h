@@ -23,6 +23,8 @@ public:
     void sendFrame(std::string_view payload);
     /// Sends a frame's head alone, with any length.
     void sendHead(std::int32_t length);
+    /// Whether the other side has not closed the connection, as far as is seen now.
+    bool isOpen() const;
     /// Waits until the other side has closed the connection.
     void waitForClose();
     /// Closes the sending direction; what the other side sends is still taken.
