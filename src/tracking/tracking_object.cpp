@@ -63,8 +63,7 @@ TrackingObject::~TrackingObject() {
 }
 
 void TrackingObject::update(const NoltObject& object) {
-    // In place: an outline seldom changes its number of points, and then no memory changes hands.
-    *polygon = *object.polygon;
+    takeOutline(*object.polygon);
     previousPosition = position;
     position = polygon->getCentroid();
     lastSeen = object.timestamp;
@@ -74,6 +73,15 @@ void TrackingObject::update(const NoltObject& object) {
     currentFootBox = getFootBox(position);
     confident = object.confident;
     growMaxima();
+}
+
+// In place: an outline seldom changes its number of points, and then no memory changes hands.
+void TrackingObject::takeOutline(const Polygon& outline) {
+    if (polygon != nullptr) {
+        *polygon = outline;
+    } else {
+        polygon = outline.clone();
+    }
 }
 
 // Narrows to the 16 bits that a tracked object keeps.

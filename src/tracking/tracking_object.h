@@ -81,6 +81,7 @@ public:
     TextMap<TrackingObjectExternalData*> externalData;  ///< owned values
 
 private:
+    void takeOutline(const Polygon& outline);
     void takeVelocity(const NoltObject& object);
     bool isOnItsSide() const;
     void growMaxima();

@@ -187,6 +187,14 @@ TEST(TrackingObject, TakesTheOutlinesNumberOfPointsAsItComes) {
     EXPECT_EQ(object->polygon->points.size(), 4U);
 }
 
+TEST(TrackingObject, TakesItsFirstOutlineInASighting) {
+    TrackingObject object(7);
+    object.update(*seen({.centre = {10, 20}}));
+    EXPECT_EQ(object.position, (Point{10, 20}));
+    EXPECT_EQ(object.polygon->points.size(), 4U);
+    EXPECT_EQ(object.previousFootBox, nullptr);
+}
+
 TEST(TrackingObject, IsBuiltPlainForOtherUses) {
     const TrackingObject byId(5);
     EXPECT_EQ(byId.id, 5);
