@@ -2,6 +2,9 @@
 #include <cstdio>
 #include <exception>
 
+#include <opencv2/core.hpp>
+
+#include "engine/av_pointers.h"
 #include "engine/engine.h"
 #include "engine/engine_options.h"
 
@@ -38,6 +41,8 @@ void run(const EngineOptions& options) {
 
 int main(int argc, char** argv) {
     prepareSignals();
+    av_log_set_level(AV_LOG_QUIET);
+    cv::setNumThreads(1);  // each source has a thread of its own
     try {
         run(EngineOptions::parse({argv + 1, argv + argc}));
     } catch (const std::exception& error) {

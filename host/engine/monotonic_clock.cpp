@@ -36,6 +36,10 @@ bool MonotonicClock::waitUntil(std::int64_t time) {
     return false;
 }
 
+bool MonotonicClock::isStopped() const {
+    return stop.stopped();
+}
+
 bool MonotonicClock::waitReadable(int descriptor, std::int64_t time) {
     while (!stop.stopped()) {
         const std::int64_t left = std::max<std::int64_t>(time - now(), 0);

@@ -17,6 +17,9 @@ public:
     /// has; false at the time, or when the engine is to stop.
     bool waitReadable(int descriptor, std::int64_t time);
 
+    /// Whether the engine is to stop.
+    bool isStopped() const;
+
 private:
     const StopSignal& stop;
 };

@@ -6,6 +6,7 @@
 
 class MonotonicClock;
 struct EngineOptions;
+struct FileOption;
 struct SourceOption;
 
 /// Makes the sources of a command line.
@@ -19,6 +20,8 @@ public:
     std::unique_ptr<Source> make(const SourceOption& source) const;
 
 private:
+    std::unique_ptr<Source> makePipe(const FileOption& file) const;
+
     const EngineOptions& options;
     MonotonicClock& clock;
 };

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "engine/recording_parser.h"
-#include "fake_clock.h"
+#include "jumping_clock.h"
 #include "scene_collector.h"
 
 using testing::ElementsAre;
@@ -24,7 +24,7 @@ Recording recordingOf(const std::vector<std::string>& lines) {
 }
 
 SceneCollector play(const std::vector<std::string>& lines, bool loop, std::int64_t duration) {
-    FakeClock clock(start, start + duration);
+    JumpingClock clock(start, start + duration);
     SceneCollector scenes;
     RecordingSource(recordingOf(lines), loop, clock).run(start, scenes);
     return scenes;
@@ -38,7 +38,7 @@ const std::vector<std::string> walk = {
 /// Lets a scene take its time.
 class SlowCollector : public SceneCollector {
 public:
-    SlowCollector(FakeClock& time, std::int64_t duration) : clock(time), work(duration) {}
+    SlowCollector(JumpingClock& time, std::int64_t duration) : clock(time), work(duration) {}
     void onScene(const SceneRecord& scene) override {
         begins.push_back(clock.now());
         SceneCollector::onScene(scene);
@@ -47,7 +47,7 @@ public:
     std::vector<std::int64_t> begins;
 
 private:
-    FakeClock& clock;
+    JumpingClock& clock;
     const std::int64_t work;
 };
 
@@ -59,7 +59,7 @@ TEST(RecordingSource, StampsScenesWithStartPlusTime) {
 }
 
 TEST(RecordingSource, PlaysEverySceneAtItsTimeAndAsItIs) {
-    FakeClock clock(start, start + second + 1);
+    JumpingClock clock(start, start + second + 1);
     SlowCollector scenes(clock, 0);
     RecordingSource(recordingOf(walk), false, clock).run(start, scenes);
     EXPECT_THAT(scenes.begins,
@@ -70,7 +70,7 @@ TEST(RecordingSource, PlaysEverySceneAtItsTimeAndAsItIs) {
 }
 
 TEST(RecordingSource, KeepsItsTimesWhenItIsHeldUp) {
-    FakeClock clock(start, start + 2 * second);
+    JumpingClock clock(start, start + 2 * second);
     SlowCollector scenes(clock, 3 * second);
     RecordingSource(recordingOf(walk), false, clock).run(start, scenes);
     EXPECT_THAT(scenes.times(start), testing::Contains(second * 3 / 4));
@@ -129,7 +129,7 @@ TEST(RecordingSource, StopsAtOnce) {
 }
 
 TEST(RecordingSource, IsAGreyPictureOfSixteenToNine) {
-    FakeClock clock(0, 0);
+    JumpingClock clock(0, 0);
     const RecordingSource source(recordingOf(walk), false, clock);
     const SourceDescription description = source.describe();
     EXPECT_EQ(description.kind, "scenes");

@@ -163,11 +163,11 @@ protected:
 
     TemporaryFolder folder;
     const std::string path = folder.path("scenes");
-    std::unique_ptr<SceneServer> server;
     std::size_t asked = 0;
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<int> opened;
+    std::unique_ptr<SceneServer> server;  // last: it calls into the others
 };
 
 }  // namespace

@@ -3,9 +3,9 @@
 #include "engine/clock.h"
 
 /// A clock that is always at the time somebody waits for, and stops the engine at its end.
-class FakeClock : public Clock {
+class JumpingClock : public Clock {
 public:
-    FakeClock(std::int64_t begin, std::int64_t stopAt) : time(begin), end(stopAt) {}
+    JumpingClock(std::int64_t begin, std::int64_t stopAt) : time(begin), end(stopAt) {}
 
     std::int64_t now() const override { return time; }
     bool waitUntil(std::int64_t until) override {
