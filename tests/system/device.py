@@ -172,7 +172,7 @@ class Device:
 
     def processes(self):
         """Every process of this device as this machine sees it: {pid: command line}."""
-        return processes_of(self.state)
+        return processes_of(self.state) | descendants_of(self.process.pid)
 
     def commands(self):
         """The command lines of its processes."""
@@ -180,8 +180,10 @@ class Device:
 
     def until_gone(self):
         """Waits until the device has ended with all its processes; the exit status."""
+        before = self.processes()
         status = self.process.wait(PATIENCE * 2)
-        until(lambda: not processes_of(self.state), lambda: f"gone: {processes_of(self.state)}")
+        left = lambda: processes_of(self.state) | {p: c for p, c in before.items() if c and command_of(p) == c}  # noqa: E731
+        until(lambda: not left(), lambda: f"gone: {left()}")
         return status
 
     def stop(self, number=signal.SIGTERM):
@@ -190,13 +192,34 @@ class Device:
         return self.until_gone()
 
 
+def command_of(pid):
+    """The command line of a process; empty for one that has ended."""
+    try:
+        with open(f"/proc/{pid}/cmdline", "rb") as file:
+            return file.read().replace(b"\0", b" ").decode(errors="replace")
+    except OSError:
+        return ""
+
+
+def descendants_of(pid):
+    """Children and theirs: {pid: command line}."""
+    try:
+        with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as file:
+            children = [int(child) for child in file.read().split()]
+    except OSError:
+        return {}
+    found = {child: command_of(child) for child in children}
+    for child in children:
+        found |= descendants_of(child)
+    return found
+
+
 def processes_of(state):
     """Processes that live in a sandbox with this state folder, or name it: {pid: command line}."""
     found = {}
     for pid in filter(str.isdigit, os.listdir("/proc")):
+        command = command_of(pid)
         try:
-            with open(f"/proc/{pid}/cmdline", "rb") as file:
-                command = file.read().replace(b"\0", b" ").decode(errors="replace")
             with open(f"/proc/{pid}/mountinfo", encoding="utf-8") as file:
                 inside = any(_is_state_mount(line, state) for line in file)
         except OSError:
@@ -216,7 +239,7 @@ class Bus:
 
     def __init__(self, endpoint, *topics):
         host, port = endpoint.removeprefix("mqtt://").rsplit(":", 1)
-        command = ["mosquitto_sub", "-h", host, "-p", port, "-q", "1", "-F", "%r %t %p"]
+        command = ["mosquitto_sub", "-h", host, "-p", port, "-q", "1", "-F", r"%r\t%t\t%p"]
         self.messages = []
         self._process = subprocess.Popen(
             command + [part for topic in topics for part in ("-t", topic)],
@@ -227,7 +250,7 @@ class Bus:
 
     def _listen(self):
         for line in self._process.stdout:
-            retained, topic, payload = line.rstrip("\n").split(" ", 2)
+            retained, topic, payload = line.rstrip("\n").split("\t", 2)
             content = json.loads(payload) if payload else None
             self.messages.append({"topic": topic, "payload": content, "retained": retained == "1", "at": time.monotonic()})
 
@@ -262,9 +285,9 @@ def value_of(payload):
 def retained(device, topic="tarnwatch/#"):
     """What a client that comes now is given: {topic: payload}."""
     _, port = device.endpoints["events"].rsplit(":", 1)
-    command = ["mosquitto_sub", "-p", port, "-t", topic, "--retained-only", "-W", "1", "-F", "%t %p"]
+    command = ["mosquitto_sub", "-p", port, "-t", topic, "--retained-only", "-W", "1", "-F", r"%t\t%p"]
     out = subprocess.run(command, capture_output=True, text=True, timeout=PATIENCE, stdin=subprocess.DEVNULL).stdout
-    return {name: json.loads(payload) for name, payload in (line.split(" ", 1) for line in out.splitlines())}
+    return {name: json.loads(payload) for name, payload in (line.split("\t", 1) for line in out.splitlines())}
 
 
 def stand_in_build(folder, application):
