@@ -233,7 +233,7 @@ std::string CameraInfo::getProdType() {
 }
 
 bool CameraInfo::isTierLineCamera() {
-    return getProdNbr().rfind("Q", 0) == 0;
+    return getProdNbr().starts_with('Q');
 }
 
 bool CameraInfo::isThermalCamera() {

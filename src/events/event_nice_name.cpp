@@ -4,7 +4,7 @@
 
 std::string utils::generateEventNiceName(const std::string& label, const std::string& name,
                                          int camera) {
-    const std::string niceName = label + ": " + name;
+    std::string niceName = label + ": " + name;
     if (camera >= 1 && CameraInfo::isMultiCamera()) {
         return niceName + " (" + CameraInfo::getCameraName(camera) + ")";
     }

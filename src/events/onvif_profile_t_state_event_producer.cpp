@@ -17,10 +17,10 @@ void send(const StateEventProducerHandle& handle, int state, const long* time) {
 
 StateEventProducerHandle ONVIF_ProfileT_StateEventProducer::registerEvent(
     int cameraId, const std::string& /*label*/, const std::string& profileName) {
-    const StateEventProducerHandle handle{profileName, cameraId};
+    StateEventProducerHandle handle{profileName, cameraId};
     if (sdk_wrapper_event_add_onvif_motion_region_alarm_event(
             lookUpKey(handle).c_str(), profileName.c_str(), cameraId - 1, 0) == 0) {
-        return {"invalid", cameraId};
+        handle.key = "invalid";
     }
     return handle;
 }
