@@ -8,6 +8,7 @@
 /// function may be called from any thread.
 
 G_BEGIN_DECLS
+#pragma GCC visibility push(default)
 
 /// A connection to the store. Owned by who made it.
 typedef struct _ZQParameter ZQParameter;
@@ -31,4 +32,5 @@ void zq_parameter_free(ZQParameter* handler);
 /// `*value` as it was.
 gboolean zq_parameter_get(ZQParameter* handler, const char* name, char** value, GError** error);
 
+#pragma GCC visibility pop
 G_END_DECLS
