@@ -19,6 +19,7 @@
 /// unless a function says otherwise.
 
 G_BEGIN_DECLS
+#pragma GCC visibility push(default)
 
 /// A connection to the bus. Owned by who made it.
 typedef struct _ZQEventHandler ZQEventHandler;
@@ -140,4 +141,5 @@ gboolean zq_event_handler_subscribe(ZQEventHandler* handler, const ZQEventKeyVal
 /// handler has no such subscription.
 gboolean zq_event_handler_unsubscribe(ZQEventHandler* handler, guint subscription, GError** error);
 
+#pragma GCC visibility pop
 G_END_DECLS
