@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@ public:
     using Parameters = std::map<std::string, std::string>;
 
     explicit WrappedDevice(const Parameters& parameters = {}) {
+        connectForGood();
         ZQEventDouble::reset();
         ZQParameterDouble::reset();
         GlibUtilsDouble::reset();
@@ -85,6 +87,16 @@ public:
     }
 
 private:
+    /// The wrapper connects to the bus once in a process. Done beforehand, a test finds the same
+    /// whether it is the first or not.
+    static void connectForGood() {
+        static std::once_flag once;
+        std::call_once(once, [] {
+            sdk_wrapper_init("KTW", "Tarnwatch", "DeviceAppHost");
+            sdk_wrapper_cleanup();
+        });
+    }
+
     static std::string lastTopic(const EventKeys& keys) {
         std::string name;
         for (const EventKey& key : keys) {
