@@ -1,7 +1,5 @@
 #include "app/status.h"
 
-#include <stdexcept>
-
 namespace {
 
 struct JsonStatus {
@@ -45,18 +43,6 @@ StatusException::StatusException(const std::string& text, StatusCode_e code)
 
 const char* StatusException::what() const noexcept {
     return message.c_str();
-}
-
-void utils::throwIf(bool condition, const std::string& message, StatusCode_e status) {
-    if (condition) {
-        throw StatusException(message, status);
-    }
-}
-
-void utils::throwIf(bool condition, const std::string& message) {
-    if (condition) {
-        throw std::runtime_error(message);
-    }
 }
 
 std::string utils::convertStatusToJsonCode(StatusCode_e status) {

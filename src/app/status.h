@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <stdexcept>
 #include <string>
 
 /// The status of a request, as it travels inside the system. Each status is one value; the values
@@ -37,11 +38,19 @@ public:
 namespace utils {
 
 /// Throws StatusException(message, status) when the condition holds.
-void throwIf(bool condition, const std::string& message, StatusCode_e status);
+inline void throwIf(bool condition, const std::string& message, StatusCode_e status) {
+    if (condition) {
+        throw StatusException(message, status);
+    }
+}
 
 /// Throws std::runtime_error(message) when the condition holds: for failures that mean nothing to a
 /// client.
-void throwIf(bool condition, const std::string& message);
+inline void throwIf(bool condition, const std::string& message) {
+    if (condition) {
+        throw std::runtime_error(message);
+    }
+}
 
 /// The code of the control API for a status; "1000" for any value without a code of its own.
 std::string convertStatusToJsonCode(StatusCode_e status);
