@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <set>
 
 #include "config/data_boundaries.h"
@@ -62,6 +61,7 @@ void ConfigurationParser<T>::parseDocument(const std::string& json,
 template <typename T>
 void ConfigurationParser<T>::createFactories(const json_t& profiles,
                                              const DataBoundaries& boundaries) {
+    factories.reserve(json_array_size(&profiles));
     for (std::size_t i = 0; i < json_array_size(&profiles); ++i) {
         const json_t* profile = json_array_get(&profiles, i);
         utils::throwIf(profile == nullptr, "Could not get data for a profile",
@@ -72,9 +72,7 @@ void ConfigurationParser<T>::createFactories(const json_t& profiles,
         const CameraRecord* camera = findCamera(cameraId);
         utils::throwIf(camera == nullptr || camera->rotation == -1,
                        "Found invalid rotation for a camera", StatusInvalidParameter);
-        auto factory = std::make_unique<T>(*profile, camera->rotation, boundaries);
-        factories.push_back(factory.get());
-        factory.release();
+        factories.push_back(new T(*profile, camera->rotation, boundaries));
     }
     // Looked at only now, so that every profile has its say in the log.
     for (const T* factory : factories) {

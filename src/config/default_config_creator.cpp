@@ -43,7 +43,7 @@ int idOfActiveCamera() {
 }
 
 JsonAutoPtr createCameras() {
-    const JsonAutoPtr cameras = require(json_array(), "Cannot create the default cameras array");
+    JsonAutoPtr cameras = require(json_array(), "Cannot create the default cameras array");
     for (int id = 1; id <= CameraInfo::getNbrOfCameras(); ++id) {
         if (isSupportedSource(id)) {
             const JsonAutoPtr camera =
@@ -64,10 +64,9 @@ DefaultConfigCreator::DefaultConfigCreator(bool withPerspective)
 JsonAutoPtr DefaultConfigCreator::create(const DefaultValues& defaults,
                                          const std::string& apiVersion) {
     const JsonAutoPtr params = createDefaultParams(defaults);
-    const JsonAutoPtr document =
-        require(json_pack("{s:s, s:s, s:s}", "apiVersion", apiVersion.c_str(), "context", "",
-                          "method", "setConfiguration"),
-                "Cannot create the header for the default configuration");
+    JsonAutoPtr document = require(json_pack("{s:s, s:s, s:s}", "apiVersion", apiVersion.c_str(),
+                                             "context", "", "method", "setConfiguration"),
+                                   "Cannot create the header for the default configuration");
     insert(document, "params", params, "Cannot add the parameters to the default configuration");
     return document;
 }
@@ -76,7 +75,7 @@ JsonAutoPtr DefaultConfigCreator::createDefaultParams(const DefaultValues& defau
     const JsonAutoPtr cameras = createCameras();
     const JsonAutoPtr profiles = createProfiles(defaults, CameraInfo::getNbrOfCameras());
     const JsonAutoPtr status = require(json_integer(0), "Cannot pack the configuration status");
-    const JsonAutoPtr params =
+    JsonAutoPtr params =
         require(json_object(), "Cannot create the parameters for the default configuration");
     insert(params, "cameras", cameras, "Cannot add the cameras to the default configuration");
     insert(params, "profiles", profiles, "Cannot add the profiles to the default configuration");
@@ -86,7 +85,7 @@ JsonAutoPtr DefaultConfigCreator::createDefaultParams(const DefaultValues& defau
 }
 
 JsonAutoPtr DefaultConfigCreator::createProfiles(const DefaultValues& defaults, int nbrOfCameras) {
-    const JsonAutoPtr profiles = require(json_array(), "Cannot create the default profile array");
+    JsonAutoPtr profiles = require(json_array(), "Cannot create the default profile array");
     for (int camera = 1; camera <= nbrOfCameras; ++camera) {
         if (isSupportedSource(camera)) {
             append(profiles, createProfile(defaults, camera), "Cannot add a profile to the array");
@@ -96,8 +95,7 @@ JsonAutoPtr DefaultConfigCreator::createProfiles(const DefaultValues& defaults, 
 }
 
 JsonAutoPtr DefaultConfigCreator::createProfile(const DefaultValues& defaults, int camera) {
-    const JsonAutoPtr profile =
-        require(json_object(), "Cannot create information for a default profile");
+    JsonAutoPtr profile = require(json_object(), "Cannot create information for a default profile");
     insert(profile, "filters", createFiltersArray(defaults),
            "Cannot add the filters to the profile");
     insert(profile, "triggers", createTriggersArray(defaults),

@@ -62,10 +62,6 @@ GuardFactory::~GuardFactory() {
     delete includeArea;
 }
 
-void GuardFactory::throwIf(bool condition, const std::string& message, StatusCode_e code) const {
-    utils::throwIf(condition, message, code);
-}
-
 std::int32_t GuardFactory::toFixedPoint(double value) {
     return static_cast<std::int32_t>(value * kSceneUnits + (value > 0.0 ? 0.5 : -0.5));
 }

@@ -51,7 +51,9 @@ public:
     bool isProfileNameValid(const std::string& profileName) const;
 
     /// Throws StatusException(message, code) when the condition holds.
-    void throwIf(bool condition, const std::string& message, StatusCode_e code) const;
+    void throwIf(bool condition, const std::string& message, StatusCode_e code) const {
+        utils::throwIf(condition, message, code);
+    }
 
     // Readers of single filters. Each appends what it makes.
     void createSizeFilterPercent(const json_t& filter);
