@@ -77,7 +77,7 @@ TEST_F(AreaGuardFactoryTest, RefusesAFilterThatItDoesNotKnow) {
                   "Unknown exclusion filter: colour");
 }
 
-TEST_F(AreaGuardFactoryTest, RefusesASizeFilterPerspectiveInTheToldOrder) {
+TEST_F(AreaGuardFactoryTest, RefusesASizeFilterPerspectiveInOrder) {
     const auto read = [this](const json_t& value) { factory.createSizeFilterPerspective(value); };
     for (const char* text : {"{}", R"({"data":[1],"active":true})", R"({"data":[1,1]})"}) {
         expectFailure(read, text, StatusMissingParameter,
@@ -113,7 +113,7 @@ TEST_F(AreaGuardFactoryTest, ABarIsReadOnTheUprightAxis) {
     }
 }
 
-TEST_F(AreaGuardFactoryTest, RefusesABarInTheToldOrder) {
+TEST_F(AreaGuardFactoryTest, RefusesABarInOrder) {
     const auto read = [this](const json_t& value) { factory.createOnePerspectiveBar(value); };
     for (const char* text : {"{}", R"({"type":"bar"})", R"({"type":"bar","height":1.5})", "null"}) {
         expectFailure(read, text, StatusMissingParameter, "Could not unpack a perspective bar");

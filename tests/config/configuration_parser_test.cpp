@@ -88,7 +88,7 @@ TEST_F(ConfigurationParserTest, ReadsNothingButTheParams) {
     EXPECT_EQ(parser.getStatus(), StatusOk);
 }
 
-TEST_F(ConfigurationParserTest, RefusesDocumentsInTheToldOrder) {
+TEST_F(ConfigurationParserTest, RefusesDocumentsInOrder) {
     expectFailure("{", StatusMalformedJson, "Unable to decode Json: ");
     expectFailure("", StatusMalformedJson, "Unable to decode Json: ");
     expectFailure("{}", StatusMissingParameter, "Could not get 'params': ");

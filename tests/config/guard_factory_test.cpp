@@ -358,7 +358,7 @@ TEST_F(GuardFactoryTest, ReadsExcludeAreasInOrder) {
               (std::vector<Point>{{0, 0}, {4096, 0}, {4096, 4096}}));
 }
 
-TEST_F(GuardFactoryTest, RefusesExcludeAreasInTheToldOrder) {
+TEST_F(GuardFactoryTest, RefusesExcludeAreasInOrder) {
     const auto read = [this](const json_t& value) { factory.createExcludeArea(value); };
     expectFailure(read, R"({"type":"excludeArea"})", StatusInvalidParameter,
                   "Could not get the data for an exclude area");
@@ -444,7 +444,7 @@ TEST_F(GuardFactoryTest, ReadsIncludeAreasOfThreeToTwentyPoints) {
     EXPECT_TRUE(log.has(LOG_WARNING, "An include area contains too many verticies (21)\n"));
 }
 
-TEST_F(GuardFactoryTest, RefusesTriggersInTheToldOrder) {
+TEST_F(GuardFactoryTest, RefusesTriggersInOrder) {
     const auto read = [this](const json_t& value) { factory.createTriggers(value); };
     const auto triggers = [](const std::vector<std::string>& list) {
         return R"({"triggers":)" + array(list) + "}";
@@ -553,7 +553,7 @@ TEST_F(LoiteringReader, AnInactiveConditionIsZero) {
     EXPECT_EQ(reader.objectStoppedTime, 0);
 }
 
-TEST_F(LoiteringReader, RefusesAreasInTheToldOrder) {
+TEST_F(LoiteringReader, RefusesAreasInOrder) {
     expectTriggerRefused(R"({"type":"loiteringArea"})", StatusMissingParameter,
                          "Could not get the data for a loitering area");
     expectTriggerRefused(R"({"data":[[0,0]]})", StatusInvalidParameter,
@@ -644,7 +644,7 @@ TEST_F(FenceReader, ReadsTheLineAndItsDirection) {
     }
 }
 
-TEST_F(FenceReader, RefusesFencesInTheToldOrder) {
+TEST_F(FenceReader, RefusesFencesInOrder) {
     expectRefused("{}", StatusMissingParameter, "Could not get the data for fence line");
     expectRefused(R"({"data":[]})", StatusMissingParameter,
                   "Could not get the direction for fence (Unpack failed)");
