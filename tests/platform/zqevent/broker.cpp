@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
@@ -19,14 +18,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-
-std::filesystem::path newFolder() {
-    std::string pattern = std::filesystem::temp_directory_path() / "zqevent-XXXXXX";
-    if (!mkdtemp(pattern.data())) {
-        throw std::runtime_error("no temporary folder");
-    }
-    return pattern;
-}
 
 /// Starts a program that ends with the calling thread; its standard output goes to `output`; with
 /// -1, all it says goes nowhere.
@@ -65,22 +56,15 @@ bool accepts(const std::string& path) {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder() : path(newFolder()) {}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-}
-
 Broker::Broker(bool persistent, int port) : tcpPort(port) {
-    std::ofstream settings(folder.file("broker.conf"));
+    std::ofstream settings(folder.path("broker.conf"));
     settings << "listener 0 " << socket() << "\n";
     if (tcpPort) {
         settings << "listener " << tcpPort << " 127.0.0.1\n";
     }
     settings << "allow_anonymous true\nlog_type none\nmax_queued_messages 100000\n"
              << "persistence " << (persistent ? "true" : "false") << "\n"
-             << "persistence_location " << folder.path.string() << "/\n";
+             << "persistence_location " << folder.path() << "/\n";
     if (getuid() == 0) {
         settings << "user root\n";
     }
@@ -95,7 +79,7 @@ Broker::~Broker() {
 }
 
 void Broker::start() {
-    process = spawn({"/usr/sbin/mosquitto", "-c", folder.file("broker.conf")}, -1);
+    process = spawn({"/usr/sbin/mosquitto", "-c", folder.path("broker.conf")}, -1);
     for (int tries = 0; !accepts(socket()); ++tries) {
         if (tries > 2000) {
             throw std::runtime_error("the broker does not start");

@@ -2,21 +2,10 @@
 
 #include <sys/types.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
-/// A folder that is gone with its contents at the end of the test.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    std::string file(const std::string& name) const { return path / name; }
-    const std::filesystem::path path;
-};
+#include "support/temporary_folder.h"
 
 /// A real broker on a Unix socket (and, when asked for, on a free loopback port), in a process that
 /// does not outlive the test.
@@ -38,7 +27,7 @@ public:
     void pause();
     void resume();
 
-    std::string socket() const { return folder.file("broker.sock"); }
+    std::string socket() const { return folder.path("broker.sock"); }
     int port() const { return tcpPort; }
 
 private:

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <set>
@@ -53,7 +54,7 @@ protected:
     }
 
     void configure() {
-        const std::string folder = state.path;
+        const std::string folder = state.path();
         const std::string socket = broker.socket();
         const ZQEventHostSettings settings = {socket.c_str(), 0, nullptr, folder.c_str()};
         zq_event_host_configure(&settings);
@@ -66,14 +67,11 @@ protected:
         endDevice();
         handler = newHandler();
     }
-    std::string topicFile() const {
-        std::ifstream file(state.file("event_topics"));
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string topicFile() const { return state.read("event_topics"); }
     bool isOnline() { return observer.sees(status, online); }
 
     std::vector<std::string> actor(std::vector<std::string> verbs) const {
-        std::vector<std::string> command = {ZQEVENT_ACTOR, broker.socket(), state.path};
+        std::vector<std::string> command = {ZQEVENT_ACTOR, broker.socket(), state.path()};
         command.insert(command.end(), verbs.begin(), verbs.end());
         return command;
     }
@@ -99,7 +97,7 @@ protected:
     EventBusOnAPersistentBroker() {
         // In place of the plain one: same socket, but it keeps what is retained.
         endDevice();
-        const std::string folder = state.path;
+        const std::string folder = state.path();
         const std::string socket = keeper.socket();
         const ZQEventHostSettings settings = {socket.c_str(), 0, nullptr, folder.c_str()};
         zq_event_host_configure(&settings);
@@ -542,7 +540,7 @@ TEST_F(EventBusTest, ClearsNothingThatIsNotItsOwn) {
     const std::string foreign = "elsewhere/onvif-ej/A";
     observer.publish(foreign, "x", true);
     observer.publish(appTopic("A"), "x", true);
-    std::ofstream(state.file("event_topics")) << foreign << "\n\n"
+    std::ofstream(state.path("event_topics")) << foreign << "\n\n"
                                               << appTopic("#") << "\n"
                                               << status << "\n\xFF\n"
                                               << appTopic("A") << "\n";
@@ -560,12 +558,12 @@ TEST_F(EventBusTest, TheFileOfTopicsIsGoneWhenNothingIsDeclaredAnyMore) {
     EXPECT_TRUE(zq_event_handler_undeclare(handler, id, nullptr));
     zq_event_host_stop();
 
-    EXPECT_FALSE(std::filesystem::exists(state.file("event_topics")));
+    EXPECT_FALSE(std::filesystem::exists(state.path("event_topics")));
 }
 
 TEST_F(EventBusTest, WorksWithoutAStateFolderAndSaysSoOnce) {
     endDevice();
-    std::filesystem::remove_all(state.path);
+    std::filesystem::remove_all(state.path());
     handler = newHandler();
     declare(handler, alarmKeys("A", true), false);
     declare(handler, alarmKeys("B", true), false);
@@ -574,7 +572,7 @@ TEST_F(EventBusTest, WorksWithoutAStateFolderAndSaysSoOnce) {
     ASSERT_EQ(log.lines().size(), 1U);
     EXPECT_EQ(log.lines()[0].level, LOG_WARNING);
     EXPECT_THAT(log.texts()[0],
-                HasSubstr("Event bus: could not write " + state.file("event_topics")));
+                HasSubstr("Event bus: could not write " + state.path("event_topics")));
 }
 
 // A broker that stands still
@@ -938,7 +936,7 @@ TEST_F(EventBusTest, WorksOverTcp) {
     endDevice();
     Broker other(false, freePort());
     Observer there(other.socket());
-    const std::string folder = state.path;
+    const std::string folder = state.path();
     const ZQEventHostSettings settings = {"127.0.0.1", other.port(), "other", folder.c_str()};
     zq_event_host_configure(&settings);
     handler = zq_event_handler_new();
