@@ -27,7 +27,7 @@ def main(arguments: list[str], only_check: bool) -> int:
     if only_check:
         return 0
     for number in _STOPPING:
-        signal.signal(number, lambda *_: os._exit(0))  # nothing runs yet; helpers end with this process
+        signal.signal(number, lambda *_: sys.exit(0))  # nothing runs yet but helpers, which end with this
     sandbox.require()
     sources.check_urls(options.sources)
     if not options.sources:

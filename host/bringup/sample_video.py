@@ -13,6 +13,8 @@ _RECORDING = os.path.join(_ROOT, "tests", "recordings", "pedestrians.scenes.json
 _PACKAGE = "opencv-doc"
 _CLIP = "vtest.avi"
 
+_ENDS_WITH_US = ("setpriv", "--pdeathsig", "TERM")
+
 
 def source() -> Source:
     """The clip, or where it cannot be had the pedestrians recording."""
@@ -46,21 +48,21 @@ def _fetch(clip: str) -> None:
 
 def _take_out(package: str, folder: str) -> None:
     """Takes the one file out of the package's archive without unpacking the rest."""
-    with subprocess.Popen(["dpkg-deb", "--fsys-tarfile", package], stdout=subprocess.PIPE) as files:
+    with subprocess.Popen([*_ENDS_WITH_US, "dpkg-deb", "--fsys-tarfile", package], stdout=subprocess.PIPE) as files:
         _run(["tar", "-x", "--wildcards", "--transform", "s,.*/,,", f"*/{_CLIP}"], folder, 300, stdin=files.stdout)
     if not os.path.exists(os.path.join(folder, _CLIP)):
         raise LookupError(f"{_PACKAGE} has no {_CLIP}")
 
 
 def _run(command: list[str], folder: str, seconds: float, **options) -> None:
-    subprocess.run(command, cwd=folder, timeout=seconds, check=True, stdout=subprocess.DEVNULL,
+    subprocess.run([*_ENDS_WITH_US, *command], cwd=folder, timeout=seconds, check=True, stdout=subprocess.DEVNULL,
                    stderr=subprocess.PIPE, **options)  # fmt: skip
 
 
 def _reason(error: Exception) -> str:
     if isinstance(error, subprocess.CalledProcessError):
         lines = error.stderr.decode(errors="replace").strip().splitlines()
-        return lines[-1] if lines else f"{error.cmd[0]} ended with {error.returncode}"
+        return lines[-1] if lines else f"{error.cmd[len(_ENDS_WITH_US)]} ended with {error.returncode}"
     if isinstance(error, subprocess.TimeoutExpired):
-        return f"{error.cmd[0]} took longer than {error.timeout:.0f} s"
+        return f"{error.cmd[len(_ENDS_WITH_US)]} took longer than {error.timeout:.0f} s"
     return str(error)

@@ -426,6 +426,63 @@ class WebSocketClient:
         return self._socket.recv(head[1], socket.MSG_WAITALL)
 
 
+class SampleVideo(BringupTest):
+    """What plays without a source, with a stand-in for apt-get."""
+
+    def environment(self, apt_get):
+        binaries = os.path.join(self.folder, "bin")
+        os.makedirs(binaries)
+        path = os.path.join(binaries, "apt-get")
+        with open(path, "w", encoding="utf-8") as file:
+            file.write("#!/bin/sh\n" + apt_get)
+        os.chmod(path, 0o755)
+        return dict(os.environ, PATH=binaries + ":" + os.environ["PATH"], XDG_CACHE_HOME=self.folder + "/cache")
+
+    def start(self, environment, *options):
+        command = [RUN, "--no-install", "--no-build", "--state", self.folder + "/s", "--port", "0", "--mqtt-port", "0", *options]
+        return subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, text=True)  # fmt: skip
+
+    def cached(self):
+        folder = self.folder + "/cache/tarnwatch"
+        return os.listdir(folder) if os.path.isdir(folder) else []
+
+    def test_the_recording_plays_where_it_cannot_be_had(self):
+        with self.start(self.environment("echo E: no network >&2; exit 100\n"), "--then", "true") as started:
+            out, err = started.communicate()
+        self.assertEqual((started.returncode, out.splitlines()[0]), (0, "Tarnwatch is up"))
+        self.assertEqual(err.splitlines()[1:], ["tarnwatch: no sample video (E: no network); playing the pedestrians recording"])
+        with open(self.folder + "/s/parameters.conf", encoding="utf-8") as file:
+            self.assertIn("root.ImageSource.I0.Name=pedestrians.scenes.jsonl.gz\n", file.read())
+
+    def test_the_clip_is_taken_out_of_the_package_once(self):
+        tree = os.path.join(self.folder, "tree")
+        for name, text in (("DEBIAN/control", "Package: opencv-doc\nVersion: 1\nArchitecture: all\nMaintainer: x <x@x>\n"
+                            "Description: x\n"), ("usr/share/doc/vtest.avi", "no video"), ("usr/share/doc/other", "x")):  # fmt: skip
+            os.makedirs(os.path.dirname(os.path.join(tree, name)), exist_ok=True)
+            with open(os.path.join(tree, name), "w", encoding="utf-8") as file:
+                file.write(text)
+        environment = self.environment(f"echo fetched >>{self.folder}/count; dpkg-deb -b {tree} opencv-doc_1_all.deb\n")
+        for _ in range(2):
+            with self.start(environment) as started:
+                self.assertIn("vtest.avi", started.communicate()[1])
+            self.assertEqual(started.returncode, 2)
+            self.assertEqual(self.cached(), ["vtest.avi"])
+        with open(self.folder + "/count", encoding="utf-8") as file:
+            self.assertEqual(file.read(), "fetched\n")
+
+    def test_a_stop_signal_ends_the_fetching_and_leaves_nothing(self):
+        with self.start(self.environment(f"echo $$ >{self.folder}/pid; exec sleep 100\n")) as started:
+            until(lambda: os.path.exists(self.folder + "/pid") and os.path.getsize(self.folder + "/pid"), "it fetches")
+            started.terminate()
+            started.communicate()
+        self.assertEqual(started.returncode, 0)
+        with open(self.folder + "/pid", encoding="utf-8") as file:
+            pid = file.read().strip()
+        until(lambda: not os.path.exists(f"/proc/{pid}"), "the fetching has ended")
+        self.assertEqual(self.cached(), [])
+
+
 class BadInput(BringupTest):
     def refused(self, *options):
         """Runs with these options: one line and status 2; the line."""
