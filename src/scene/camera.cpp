@@ -163,6 +163,14 @@ void Camera::carryOverVisualConfirmation(const CameraConfiguration& configuratio
     }
 }
 
+bool operator==(const CameraConfiguration& configuration, const Camera* camera) {
+    return configuration == camera->getCameraId();
+}
+
+bool operator==(const Camera* camera, const CameraConfiguration& configuration) {
+    return configuration == camera;
+}
+
 bool isNull(const Camera* camera) {
     return camera == nullptr;
 }

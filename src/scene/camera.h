@@ -101,5 +101,9 @@ private:
     void carryOverVisualConfirmation(const CameraConfiguration& configuration);
 };
 
+/// Whether the configuration is for that camera, which is not null.
+bool operator==(const CameraConfiguration& configuration, const Camera* camera);
+bool operator==(const Camera* camera, const CameraConfiguration& configuration);
+
 /// Serves the compaction of camera lists.
 bool isNull(const Camera* camera);

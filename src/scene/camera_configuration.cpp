@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "guard/guard.h"
-#include "scene/camera.h"
 
 CameraConfiguration::CameraConfiguration(int cameraId, int cameraRotation)
     : id(cameraId), rotation(cameraRotation) {}
@@ -25,12 +24,4 @@ bool CameraConfiguration::operator==(const CameraConfiguration& other) const {
 
 bool CameraConfiguration::operator==(int cameraId) const {
     return id == cameraId;
-}
-
-bool operator==(const CameraConfiguration& configuration, const Camera* camera) {
-    return configuration == camera->getCameraId();
-}
-
-bool operator==(const Camera* camera, const CameraConfiguration& configuration) {
-    return configuration == camera;
 }

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <vector>
 
-class Camera;
 class Guard;
 
 /// What a configuration says about one camera. A plain value that may be copied: the guards are
@@ -34,7 +33,3 @@ private:
     std::int32_t rotation;
     std::vector<Guard*> guards;
 };
-
-/// Whether the configuration is for that camera, which is not null.
-bool operator==(const CameraConfiguration& configuration, const Camera* camera);
-bool operator==(const Camera* camera, const CameraConfiguration& configuration);
