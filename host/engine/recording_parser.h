@@ -13,7 +13,7 @@
 ///     EVENT  = {"action": "delete"|"split"|"merge", "ids": [ID...], "relatedIds": [ID...]}
 ///     POINT  = [X, Y], whole numbers -32768..32767
 ///
-/// "time" is finite, 0 to 10^9 and never decreases. "polygon" has at most 1,000 points. All of an
+/// "time" is finite, 0 to 10^7 and never decreases. "polygon" has at most 1,000 points. All of an
 /// object but "id", and "events", may be missing; "relatedIds" only from a delete. Whatever else a
 /// line holds is not looked at. The same id may occur twice.
 class RecordingParser {

@@ -16,7 +16,7 @@
 #include "engine/input_file.h"
 #include "engine/recording_reader.h"
 #include "engine/recording_writer.h"
-#include "temporary_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace std::chrono_literals;
 

@@ -16,7 +16,7 @@
 #include "engine/stop_signal.h"
 #include "engine/video_file.h"
 #include "scene_collector.h"
-#include "temporary_folder.h"
+#include "support/temporary_folder.h"
 #include "video_clip.h"
 
 using namespace std::chrono_literals;

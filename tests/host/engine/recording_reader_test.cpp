@@ -7,7 +7,7 @@
 #include "engine/file_descriptor.h"
 #include "engine/input_file.h"
 #include "engine/source_error.h"
-#include "temporary_folder.h"
+#include "support/temporary_folder.h"
 
 namespace {
 
@@ -138,11 +138,9 @@ TEST_F(RecordingReaderTest, ReadsADescriptorAtAPositionOfItsOwn) {
 }
 
 TEST(RecordingReader, ReadsTheRecordingsOfRealVideo) {
-    const auto read = [](const char* name) {
-        return RecordingReader::read(InputFile::open(std::string(RECORDINGS "/") + name));
-    };
-    const Recording pedestrians = read("pedestrians.scenes.jsonl.gz");
+    const auto read = [](const char* name) { return RecordingReader::read(InputFile::open(name)); };
+    const Recording pedestrians = read(RECORDINGS "/pedestrians.scenes.jsonl.gz");
     EXPECT_EQ(pedestrians.scenes.size(), 795u);
     EXPECT_EQ(pedestrians.medianInterval(), 100'000'000);
-    EXPECT_EQ(read("swaying_tree.scenes.jsonl.gz").scenes.size(), 68u);
+    EXPECT_EQ(read(RECORDINGS "/swaying_tree.scenes.jsonl.gz").scenes.size(), 68u);
 }

@@ -7,7 +7,7 @@
 #include "engine/input_file.h"
 #include "engine/recording_reader.h"
 #include "engine/source_error.h"
-#include "temporary_folder.h"
+#include "support/temporary_folder.h"
 
 namespace {
 

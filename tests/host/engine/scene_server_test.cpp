@@ -11,7 +11,7 @@
 
 #include "engine/source_error.h"
 #include "scene/scene.h"
-#include "temporary_folder.h"
+#include "support/temporary_folder.h"
 
 using namespace std::chrono_literals;
 using namespace std::string_literals;

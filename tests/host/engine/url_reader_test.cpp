@@ -16,7 +16,8 @@
 
 #include "engine/file_descriptor.h"
 #include "engine/packet_stream.h"
-#include "temporary_folder.h"
+#include "rtsp_server.h"
+#include "support/temporary_folder.h"
 #include "video_clip.h"
 
 using namespace std::chrono_literals;
@@ -233,4 +234,21 @@ TEST_F(UrlReaderTest, EndsWhenNobodyReadsAndThereIsNoSource) {
     start({"http://127.0.0.1:1/clip.ts"});
     output.reset();
     EXPECT_EQ(wait(), 0);
+}
+
+TEST_F(UrlReaderTest, TakesUpACameraAgainThatWasLost) {
+    VideoClip clip = {.picturesPerSecond = 25, .pictures = 25};
+    clip.write(folder.path("clip.avi"));
+    const RtspServer camera(folder.path("clip.avi"));
+    start({camera.url()});
+    const auto records = read(30);
+    ASSERT_GE(records.size(), 30u);
+    EXPECT_GE(camera.plays(), 2);
+    EXPECT_EQ(records.front().head.kind, PacketStream::Kind::Stream);
+    EXPECT_EQ(records.front().head.width, 192);
+    EXPECT_NE(records.front().head.session, records.back().head.session);
+    kill(process, SIGTERM);
+    EXPECT_EQ(wait(), 0);
+    EXPECT_THAT(folder.read("err"), testing::HasSubstr(": connected\n"));
+    EXPECT_THAT(folder.read("err"), testing::HasSubstr(": the stream was lost\n"));
 }

@@ -12,7 +12,7 @@
 #include "engine/source_error.h"
 #include "jumping_clock.h"
 #include "scene_collector.h"
-#include "temporary_folder.h"
+#include "support/temporary_folder.h"
 #include "video_clip.h"
 
 using testing::ElementsAre;
