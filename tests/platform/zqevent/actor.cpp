@@ -19,8 +19,9 @@
 namespace {
 
 std::map<std::string, guint> ids;
+ZQEventHandler* handler = nullptr;  // kept to the end, as the application keeps its own
 
-void sendTexts(ZQEventHandler* handler, const std::string& name, int count) {
+void sendTexts(const std::string& name, int count) {
     const guint id = declare(handler, textKeys(name), true);
     for (int number = 1; number <= count; ++number) {
         // Refused until the broker is there.
@@ -35,7 +36,7 @@ void sendTexts(ZQEventHandler* handler, const std::string& name, int count) {
 int main(int count, char** arguments) {
     const ZQEventHostSettings settings = {arguments[1], 0, nullptr, arguments[2]};
     zq_event_host_configure(&settings);
-    ZQEventHandler* handler = zq_event_handler_new();
+    handler = zq_event_handler_new();
     for (int next = 3; next < count; ++next) {
         const std::string verb = arguments[next];
         if (verb == "hold") {
@@ -51,7 +52,7 @@ int main(int count, char** arguments) {
             zq_event_handler_undeclare(handler, ids[arguments[++next]], nullptr);
         } else if (verb == "text") {
             const std::string name = arguments[++next];
-            sendTexts(handler, name, std::atoi(arguments[++next]));
+            sendTexts(name, std::atoi(arguments[++next]));
         } else {
             return 2;
         }
