@@ -34,7 +34,7 @@ def device(state: str, command: list[str]) -> list[str]:
         *_bind("--ro-bind", os.path.join(ROOT, "host", "bringup"), f"{DEVICE}/bringup"),
         *_bind("--ro-bind", os.path.join(ROOT, "host", "conf"), f"{DEVICE}/conf"),
         *_bind("--ro-bind", os.path.join(ROOT, "web"), f"{DEVICE}/web"),
-        *_programs(["plinth"]), *_accounts(),
+        *_programs(["plinth"]), *_names(),
         *_USER, "--unshare-pid", "--as-pid-1", "--unshare-ipc", "--unshare-net", "--unshare-uts",
         "--hostname", "tarnwatch", "--chdir", "/", *command,
     ]  # fmt: skip
@@ -78,10 +78,12 @@ def _programs(names: list[str]) -> list[str]:
     return shown
 
 
-def _accounts() -> list[str]:
+def _names() -> list[str]:
+    """The device's own accounts and host names, where the machine has such files to put them over."""
     return [
         part
-        for name in ("passwd", "group")
+        for name in ("passwd", "group", "hosts")
+        if os.path.exists(f"/etc/{name}")
         for part in _bind("--ro-bind", os.path.join(ROOT, "host", "conf", name), f"/etc/{name}")
     ]
 

@@ -120,7 +120,8 @@ class Enter(BringupTest):
                 os.close(far)
                 os.write(near, b"it\n")
                 heard = b""
-                until(lambda: b"got it" in (heard := os.read(near, 1000)) or None, lambda: heard)
+                while b"got it\r\n" not in heard:
+                    heard += os.read(near, 1000)
                 self.assertEqual(caller.wait(), 0)
             os.close(near)
 

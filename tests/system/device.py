@@ -98,6 +98,7 @@ class Device:
             if not text:
                 raise AssertionError(f"not up: {self.told}{self.errors()}{self.all_logs()}")
             self.told += text
+        self.up_at = time.time()
 
     def errors(self):
         """What bring-up has written to standard error."""
