@@ -127,6 +127,9 @@ void PipeSource::takeStream(const PacketStream::Record& record, PicturePlayer& p
 }
 
 void PipeSource::openDecoder(const PacketStream::Record& record) {
+    if (record.head.codec >= AV_CODEC_ID_FIRST_AUDIO) {
+        throw std::runtime_error("the stream is no video");
+    }
     const AvCodecParameters parameters(avcodec_parameters_alloc());
     parameters->codec_type = AVMEDIA_TYPE_VIDEO;
     parameters->codec_id = static_cast<AVCodecID>(record.head.codec);

@@ -40,7 +40,10 @@ public:
             throw std::runtime_error("no packets can be made of " + path);
         }
     }
-    ~RtpClip() { avformat_free_context(sink); }
+    ~RtpClip() {
+        av_write_trailer(sink);
+        avformat_free_context(sink);
+    }
     RtpClip(const RtpClip&) = delete;
     RtpClip& operator=(const RtpClip&) = delete;
 
