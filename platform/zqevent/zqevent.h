@@ -46,7 +46,7 @@ typedef enum {
     ZQ_EVENT_ERROR_FULL           ///< too many events wait to be sent
 } ZQEventError;
 
-/// Called once, when a declaration stands on the bus.
+/// Called once, after a declaration was accepted.
 typedef void (*ZQDeclarationCallback)(guint declaration, void* userData);
 /// Called for each event of a subscription. `event` is transferred: free it with zq_event_free().
 typedef void (*ZQSubscriptionCallback)(guint subscription, ZQEvent* event, void* userData);

@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <set>
 #include <thread>
 
 #include "platform/zqevent/broker.h"
@@ -467,23 +466,41 @@ TEST_F(EventBusOnAPersistentBroker, AcceptedEventsSurviveTheLossOfTheBroker) {
     ASSERT_TRUE(durable->sees(appTopic("marker"), "true")) << "and so it is connected";
     const guint id = declare(handler, textKeys("Event"), true);
     keeper.pause();
-    std::set<std::string> sent;
+    std::vector<std::string> sent;
     for (int number = 0; number < 100; ++number) {
         const std::string text = std::to_string(number) + ".";
         ASSERT_TRUE(send(handler, id, {{"text", "", text}}, 0));
-        sent.insert(R"({"UtcTime":"1970-01-01T00:00:00.000000Z","Source":{},"Data":{"text":")" +
-                    text + R"("}})");
+        sent.push_back(R"({"UtcTime":"1970-01-01T00:00:00.000000Z","Source":{},"Data":{"text":")" +
+                       text + R"("}})");
     }
     keeper.kill();
     keeper.start();
 
     EXPECT_TRUE(durable->waitUntil([&] {
-        std::set<std::string> seen;
+        std::vector<std::string> seen;
         for (const Observer::Message& message : durable->messages(appTopic("Event"))) {
-            seen.insert(message.payload);
+            seen.push_back(message.payload);
         }
         return seen == sent;
     }));
+}
+
+TEST_F(EventBusOnAPersistentBroker, StatesThatWaitedForALostBrokerAreSentOnlyAsTheyAreNow) {
+    const guint id = declare(handler, alarmKeys("A", false), false);
+    ASSERT_TRUE(witness.sees(appTopic("A"), "false"));
+    ASSERT_TRUE(witness.sees(status, online));
+    keeper.pause();
+    for (int change = 1; change <= 500; ++change) {
+        EXPECT_TRUE(send(handler, id, {{"active", "", change % 2 == 1}}, change));
+    }
+    EXPECT_TRUE(send(handler, id, {{"active", "", true}}, 9'000'000));
+    keeper.kill();
+    witness.clear();
+    keeper.start();
+
+    ASSERT_TRUE(witness.sees(appTopic("A"), "00:00:09.000000Z"));
+    ASSERT_TRUE(witness.sees(status, online));
+    EXPECT_EQ(witness.messages(appTopic("A")).size(), 1U);
 }
 
 TEST_F(EventBusTest, TriesAgainWhenTheBrokerTakesAConnectionAndNeverAnswers) {
