@@ -30,6 +30,7 @@ public:
 
     /// A process shuts down once; tests do so more often.
     static void reset() {
+        g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
         s_isRunning = true;
         s_reconnectMap.clear();
     }
