@@ -14,6 +14,7 @@ from scenes import configuration, profile, recording
 
 PROFILE = f"{KTW}/tnsorva:Camera1Profile1"
 ANY = f"{KTW}/tnsorva:Camera1ProfileANY"
+CLIP = os.path.join(os.environ.get("XDG_CACHE_HOME") or os.path.expanduser("~/.cache"), "tarnwatch", "vtest.avi")
 READER = "/run/device/bin/plinth-reader"
 ALARMS = [
     PROFILE,
@@ -81,6 +82,16 @@ class Alarms(ApplicationTest):
             for topic in (f"{KTW}/tnsorva:Camera2Profile2", f"{KTW}/tnsorva:CameraANY"):
                 bus.until_value(topic, True)
             self.assertFalse(value_of(bus.last(PROFILE)))
+
+    @unittest.skipUnless(os.path.exists(CLIP), "the sample video has not been fetched here")
+    def test_come_within_15_seconds_on_the_sample_video(self):
+        with Device() as device:
+            bus = device.bus()
+            for topic in ALARMS:
+                message = bus.until_value(topic, True)
+                self.assertLess(scene_time(message) - device.up_at, 15)
+            now = retained(device)
+            self.assertEqual([value_of(now[topic]) for topic in ALARMS], [True] * 5)
 
     def test_of_the_pedestrians_are_the_same_in_two_runs(self):
         runs = [None, None]
