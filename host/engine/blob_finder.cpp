@@ -91,6 +91,7 @@ std::vector<Blob> BlobFinder::join(const std::vector<Blob>& pieces,
         return {};  // cv::partition must not see an empty vector
     }
     std::vector<int> owner;
+    owner.reserve(pieces.size());
     for (const Blob& piece : pieces) {
         owner.push_back(ownerOf(piece, expected));
     }

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t chunkSize = 64 * 1024;
+constexpr std::size_t chunkSize = std::size_t{64} << 10;
 constexpr int gzipOnly = 16 + MAX_WBITS;
 
 }  // namespace

@@ -33,7 +33,7 @@ bool SceneClient::read(int cameras) {
         }
         request.append(buffer, static_cast<std::size_t>(got));
         const std::size_t end = request.find('\n');
-        if (end != std::string::npos && end < Handshake::longestRequest) {
+        if (end < Handshake::longestRequest) {
             judge(Handshake(std::string_view(request).substr(0, end), cameras));
         } else if (request.size() >= Handshake::longestRequest) {
             judge(Handshake("", cameras));
