@@ -61,19 +61,22 @@ CameraContainer::~CameraContainer() {
 
 void CameraContainer::updateWithNewConfiguration(
     const CameraConfigurationContainer& configuration) {
-    g_mutex_lock(&s_mutex);
+    // Outside the lock, because a join takes as long as the next frame takes to arrive.
+    stopAndDelete(applyToCameras(configuration));
+    AlarmOverlay::setNewConfiguration(configuration.getAlarmOverlayConfiguration());
+}
+
+std::vector<Camera*> CameraContainer::applyToCameras(
+    const CameraConfigurationContainer& configuration) {
+    g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
     for (const CameraConfiguration& entry : configuration.getConfigurations()) {
         applyToCamera(entry);
     }
-    const std::vector<Camera*> removed = removeUnusedCameras(configuration);
+    std::vector<Camera*> removed = removeUnusedCameras(configuration);
     if (!s_canReceivePTZ_Callbacks && CameraInfo::isMechanicalPTZ()) {
         subscribeToPTZ();
     }
-    g_mutex_unlock(&s_mutex);
-
-    // Outside the lock, because a join takes as long as the next frame takes to arrive.
-    stopAndDelete(removed);
-    AlarmOverlay::setNewConfiguration(configuration.getAlarmOverlayConfiguration());
+    return removed;
 }
 
 void CameraContainer::applyToCamera(const CameraConfiguration& configuration) {
@@ -243,10 +246,12 @@ void CameraContainer::PTZ_MovementCallback(unsigned, _ZQEvent* event, void*) {
 }
 
 void CameraContainer::removeAllCameras() {
-    g_mutex_lock(&s_mutex);
-    const std::vector<Camera*> removed = std::exchange(s_cameras, {});
-    g_mutex_unlock(&s_mutex);
-    stopAndDelete(removed);
+    stopAndDelete(takeAllCameras());
+}
+
+std::vector<Camera*> CameraContainer::takeAllCameras() {
+    g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
+    return std::exchange(s_cameras, {});
 }
 
 void CameraContainer::shutDown() {

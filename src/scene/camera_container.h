@@ -101,6 +101,9 @@ protected:
     PTZ_Subscription* movementSubscription = nullptr;
 
 private:
+    /// The cameras that are no longer named; they pass to the caller.
+    std::vector<Camera*> applyToCameras(const CameraConfigurationContainer& configuration);
+    static std::vector<Camera*> takeAllCameras();
     void applyToCamera(const CameraConfiguration& configuration);
     static void forwardToCameras(const PTZ_PresetEvent& event);
     static void forwardToCameras(const PTZ_MovementEvent& event);

@@ -109,8 +109,11 @@ void SocketCamera::streamScenes() {
 
 void SocketCamera::handleLostStream() {
     syslog(LOG_WARNING, "Could not read scene.\n");
-    g_rec_mutex_lock(&mutex);
-    parser.getStorage().deleteAll();
-    g_rec_mutex_unlock(&mutex);
+    forgetObjects();
     reconnect();
+}
+
+void SocketCamera::forgetObjects() {
+    g_autoptr(GRecMutexLocker) locker = g_rec_mutex_locker_new(&mutex);
+    parser.getStorage().deleteAll();
 }

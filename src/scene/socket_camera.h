@@ -37,6 +37,7 @@ public:
 private:
     void streamScenes();
     void handleLostStream();
+    void forgetObjects();
     bool negotiate(API_Version& requested);
     SceneReaderResult handshake(const API_Version& version) const;
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <utility>
 
 #include "scene/camera_fixture.h"
@@ -41,7 +42,11 @@ protected:
     /// Ends the thread by way of one more frame.
     void endBy(ScenePeer& peer) {
         camera->stop();
-        peer.sendFrame("end");
+        try {
+            peer.sendFrame("end");
+        } catch (const std::runtime_error&) {
+            // It had not begun to wait for a frame.
+        }
         camera->join();
     }
     void finish() {
