@@ -126,6 +126,20 @@ TEST_F(LoadingTheConfiguration, SetsAFileThatIsNotJsonAsideAndUsesTheDefaultDocu
     EXPECT_THAT(container.created, ElementsAre(1));
 }
 
+TEST_F(LoadingTheConfiguration, LeavesAFileThatCannotBeDecodedOnceItIsReadAndRunsWithoutCameras) {
+    // With the four digits it is read with, this number is greater than any that can be decoded.
+    const std::string text = R"({"params": {"x": 1.7976931348623157e308}})";
+    store(text);
+    log.clear();
+    load();
+    EXPECT_THAT(log.texts(),
+                ElementsAre("Could not upgrade existing configuration: Unable to decode Json: \n",
+                            "Unable to decode Json: \n", "{\"params\": {\"x\": 1.798e308}}\n"));
+    EXPECT_EQ(text, stored());
+    EXPECT_FALSE(fs::exists(files.configuration + ".broken"));
+    EXPECT_THAT(container.created, IsEmpty());
+}
+
 TEST_F(LoadingTheConfiguration, DoesNotRewriteADocumentThatNeedsNoUpgrade) {
     std::string text(kDefaultDocument);
     text += "\n\n";

@@ -2,26 +2,14 @@
 
 #include <glib.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <csignal>
 
-namespace {
+#include "support/own_process.h"
 
-// Each test runs in a process of its own: signal handlers and masks are the process's.
-template <typename Body>
-int exitStatusOf(Body body) {
-    const pid_t child = fork();
-    if (child == 0) {
-        body();
-        _exit(99);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
+namespace {
 
 GMutex mutex;
 std::atomic<int> handled{0};
