@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "cgi/api_version_handler.h"
 #include "support/failing_json_memory.h"
 #include "support/json_support.h"
@@ -103,10 +105,13 @@ TEST_F(ConverterTest, RefusesWhatIsNotJson) {
 TEST_F(ConverterTest, RefusesARequestWithoutAVersion) {
     expectFailure("{}", StatusMissingParameter, "Failed to parse apiVersion");
     expectFailure(R"({"apiVersion":1.4})", StatusMissingParameter, "Failed to parse apiVersion");
+    // The stored document is asked for afterwards.
+    std::filesystem::remove(folder.path("config.json"));
+    expectFailure("{}", StatusMissingParameter, "Failed to parse apiVersion");
 }
 
 TEST_F(ConverterTest, WithoutAStoredDocumentEveryRequestFails) {
-    folder.write("config.json", "");
+    std::filesystem::remove(folder.path("config.json"));
     for (const char* version : {"1.0", "1.4"}) {
         const std::string text = request(version);
         EXPECT_EQ(convert(text), "");

@@ -91,9 +91,12 @@ TEST_F(CameraRecordTest, RefusesNumbersThatTheDeviceDoesNotHave) {
         expectFailure({camera(id)}, StatusInvalidParameter,
                       "Invalid camera id parameter in configuration file, not a supported source");
     }
-    // The rotation comes first.
+    // The overlay's resolution comes first, then the rotation.
     expectFailure({camera(3, true, 7)}, StatusInvalidParameter,
                   "Invalid rotation parameter in configuration file");
+    expectFailure({with(camera(3, true, 7), {{"overlayResolution", "\"abc\""}})},
+                  StatusInvalidParameter,
+                  "Chosen overlayResolution is invalid, should be on format width x height");
 }
 
 TEST_F(CameraRecordTest, RefusesANumberTwiceEvenWhenTheFirstIsInactive) {

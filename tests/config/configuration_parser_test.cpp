@@ -8,6 +8,7 @@
 #include "config/default_config_creator.h"
 #include "config/default_values.h"
 #include "config/ktw_guard_factory.h"
+#include "geometry/polygon.h"
 #include "guard/guard.h"
 #include "scene/camera_configuration_container.h"
 #include "support/json_support.h"
@@ -180,6 +181,21 @@ TEST_F(ConfigurationParserTest, OnlyOneCameraMayHaveOverlays) {
                   StatusConflict, "Invalid alarm overlay parameters");
 }
 
+TEST_F(ConfigurationParserTest, ChecksTheProfilesTogetherInOrder) {
+    const std::vector<std::pair<std::string, std::string>> enabled = {
+        {"alarmOverlayEnabled", "true"}};
+    const auto fourProfiles = [&](int lastUid, const std::string& filters) {
+        auto changes = enabled;
+        changes.emplace_back("filters", filters);
+        return document({camera(1)}, {profileOf(1, 1, enabled), profileOf(2, 1, enabled),
+                                      profileOf(3, 1, enabled), profileOf(lastUid, 1, changes)});
+    };
+    expectFailure(fourProfiles(3, "7"), StatusMissingParameter, "A guard factory is not ok");
+    expectFailure(fourProfiles(3, "[]"), StatusConflict, "Found profiles with the same uid");
+    expectFailure(fourProfiles(4, "[]"), StatusTooManyRules,
+                  "A camera has too many profiles attached to it");
+}
+
 TEST_F(ConfigurationParserTest, StartsCleanEachTime) {
     parse(document({camera(1)}, {profileOf(1, 1), profileOf(1, 1)}));
     EXPECT_EQ(parser.getStatus(), StatusConflict);
@@ -285,19 +301,15 @@ TEST_F(ConfigurationParserTest, TheDefaultDocumentBecomesAGuardWithItsEvents) {
 }
 
 TEST_F(ConfigurationParserTest, APointKeepsItsFullValueInTheGuards) {
-    // The stored document has four digits of it; the guards have what was asked for.
-    const DataBoundaries boundaries = DataBoundaries::ofThisBuild();
-    const KTW_GuardFactory factory(
-        *json(profile({{"triggers",
-                        array({TestProfile::includeArea("[[0.123456,0],[0.5,0],[0.5,0.5]]")})}}))
-             .get(),
-        0, boundaries);
-    ASSERT_EQ(factory.status, StatusOk);
-    const std::vector<std::int16_t> data =
-        factory.createDataVector(*json("[[0.123456,0.1235]]").get(), 1, 1, "A point");
-    EXPECT_EQ(data, (std::vector<std::int16_t>{506, 506}));
-    EXPECT_EQ(factory.createDataVector(*json("[[0.12345,0.1236]]").get(), 1, 1, "A point"),
-              (std::vector<std::int16_t>{506, 506}));
+    // 505.504 scene units. The stored document has four digits of it, 505.446 units; the guards
+    // have what was asked for.
+    const std::string requested =
+        profile({{"triggers", array({TestProfile::includeArea("[[0.123414,0],[1,0],[1,1]]")})}});
+    const auto firstPoint = [this](const std::string& text) {
+        return KTW_GuardFactory(*json(text).get(), 0, limits).includeArea->points.at(0);
+    };
+    EXPECT_EQ(firstPoint(requested), (Point{506, 0}));
+    EXPECT_EQ(firstPoint(textOf(json(requested))), (Point{505, 0}));
 }
 
 }  // namespace

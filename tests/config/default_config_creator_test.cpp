@@ -10,6 +10,8 @@
 #include "config/default_values.h"
 #include "config/ktw_guard_factory.h"
 #include "config/persistent_config_handler.h"
+#include "guard/guard.h"
+#include "scene/camera_configuration_container.h"
 #include "support/failing_json_memory.h"
 #include "support/json_support.h"
 #include "support/syslog_capture.h"
@@ -80,6 +82,14 @@ TEST_F(DefaultConfigCreatorTest, TheProductRuleMakesTheSecondSourceActive) {
     EXPECT_EQ(member("cameras"), R"([{"id":1,"active":false,"rotation":0},)"
                                  R"({"id":2,"active":true,"rotation":0}])");
     EXPECT_EQ(json_array_size(json(member("profiles")).get()), 2U);
+    ConfigurationParser<KTW_GuardFactory> parser;
+    const DataBoundaries limits = DataBoundaries::ofThisBuild();
+    parser.parse(textOf(create()), limits);
+    ASSERT_EQ(parser.getStatus(), StatusOk);
+    const CameraConfigurationContainer container = parser.createConfiguration();
+    EXPECT_EQ(container.getConfiguration(1), nullptr);
+    ASSERT_NE(container.getConfiguration(2), nullptr);
+    delete container.getConfiguration(2)->getGuard(2);
 }
 
 TEST_F(DefaultConfigCreatorTest, SkipsAnUnsupportedSourceForCameraAndForProfile) {
@@ -148,18 +158,30 @@ TEST_F(DefaultConfigCreatorTest, EveryFailedAllocationIsToldInWords) {
             words.insert(failure.what());
         }
     }
-    for (const char* expected :
-         {"Cannot create a camera", "Cannot add a camera to the array",
-          "Cannot add a profile to the array",
-          "Cannot create the header for the default configuration",
-          "Cannot add the cameras to the default configuration",
-          "Cannot create the default profile array", "Cannot add the filters to the profile",
-          "Cannot create additional information for a default profile",
-          "Cannot create the default presets array", "Cannot create the default perspective array",
-          "Cannot pack the configuration status", "Cannot create the default filters array",
-          "Cannot create the default triggers array",
-          "Cannot create the default values for the sizePercentageFilter",
-          "Cannot create the default values for the includeArea"}) {
+    for (const char* expected : {"Cannot add a camera to the array",
+                                 "Cannot add a profile to the array",
+                                 "Cannot add the cameras to the default configuration",
+                                 "Cannot add the configuration status to the default configuration",
+                                 "Cannot add the filters to the profile",
+                                 "Cannot add the parameters to the default configuration",
+                                 "Cannot add the perspective array to the profile",
+                                 "Cannot add the presets array to the profile",
+                                 "Cannot add the profiles to the default configuration",
+                                 "Cannot add the triggers to the profile",
+                                 "Cannot create a camera",
+                                 "Cannot create additional information for a default profile",
+                                 "Cannot create the default filters array",
+                                 "Cannot create the default perspective array",
+                                 "Cannot create the default presets array",
+                                 "Cannot create the default profile array",
+                                 "Cannot create the default triggers array",
+                                 "Cannot create the default values for the includeArea",
+                                 "Cannot create the default values for the shortLivedFilter",
+                                 "Cannot create the default values for the sizePercentageFilter",
+                                 "Cannot create the default values for the swayingFilter",
+                                 "Cannot create the header for the default configuration",
+                                 "Cannot pack the configuration status",
+                                 "Cannot update the profile with addition information"}) {
         EXPECT_TRUE(words.count(expected)) << expected;
     }
     for (const std::string& word : words) {

@@ -13,6 +13,8 @@
 #include "support/syslog_capture.h"
 #include "support/test_device.h"
 #include "support/test_profile.h"
+#include "tracking/parsed_scene.h"
+#include "tracking/tracking_object.h"
 
 namespace {
 
@@ -118,6 +120,10 @@ TEST_F(KTW_GuardFactoryTest, WithoutAnIncludeAreaAProfileIsIncoherent) {
     expectStatus([&] { factory->validateConfiguration(); }, StatusConflict,
                  "The guard does not contain an include area, the json data is incoherent");
     EXPECT_EQ(factory->createGuard(), nullptr);
+    // The shared check comes first.
+    factory->sizePerspectiveActive = true;
+    expectStatus([&] { factory->validateConfiguration(); }, StatusConflict,
+                 "A valid perspective is required too use the size perspective filter");
 }
 
 TEST_F(KTW_GuardFactoryTest, BuildsTheGuardOfItsProfile) {
@@ -144,6 +150,96 @@ TEST_F(KTW_GuardFactoryTest, TheFirstPresetIsTheGuards) {
     EXPECT_TRUE(guard->shouldDataBeProcessed(10));
     const std::unique_ptr<Guard> anywhere(make()->createGuard());
     EXPECT_TRUE(anywhere->shouldDataBeProcessed(10));
+}
+
+/// What the guard that a profile becomes says of objects.
+class GuardOfAProfile : public KTW_GuardFactoryTest {
+protected:
+    void build(const Changes& changes = {}) {
+        guard.reset(dynamic_cast<AreaGuard*>(make(changes)->createGuard()));
+        ASSERT_NE(guard, nullptr);
+    }
+
+    /// An object of 200 by 200 scene units that has been larger and is an hour old.
+    static std::unique_ptr<TrackingObject> at(short x, short y) {
+        auto object =
+            std::make_unique<TrackingObject>(7, new Polygon(Point{x, y}, short{200}, short{200}));
+        object->maxWidth = 1000;
+        object->maxHeight = 1000;
+        object->lastSeen = 3600 * kSecond;
+        return object;
+    }
+
+    AlarmDataStatus_e judge(TrackingObject& object, long time = kSecond) {
+        ParsedScene scene(time, false);
+        scene.insertActiveObject(&object);
+        return std::unique_ptr<AlarmData>(guard->checkObjects(scene))->objects.at(0).second;
+    }
+    AlarmDataStatus_e judgeAt(short x, short y) { return judge(*at(x, y)); }
+
+    void seeNothing(long time) {
+        ParsedScene scene(time, false);
+        const std::unique_ptr<AlarmData> verdict(guard->checkObjects(scene));
+    }
+
+    static constexpr long kSecond = 1000000;
+
+    std::unique_ptr<AreaGuard> guard;
+};
+
+TEST_F(GuardOfAProfile, WatchesTheIncludeArea) {
+    build();
+    EXPECT_EQ(judgeAt(0, 0), AlarmDataStatusAlarm);
+    EXPECT_EQ(judgeAt(3000, 0), AlarmDataStatusNotOfInterest);
+}
+
+TEST_F(GuardOfAProfile, LeavesOutEachExcludeArea) {
+    build({{"filters", array({excludeArea("[[-0.5,-0.5],[-0.5,0],[0,0],[0,-0.5]]"),
+                              excludeArea("[[0,0],[0,0.5],[0.5,0.5],[0.5,0]]")})}});
+    EXPECT_EQ(judgeAt(-1000, -1000), AlarmDataStatusNotOfInterest);
+    EXPECT_EQ(judgeAt(1000, 1000), AlarmDataStatusNotOfInterest);
+    EXPECT_EQ(judgeAt(-1000, 1000), AlarmDataStatusAlarm);
+}
+
+TEST_F(GuardOfAProfile, AsksEachFilter) {
+    build({{"filters",
+            array({filter("sizePercentage", "[5,5]"), filter("timeShortLivedLimit", "2")})}});
+    const auto small = at(0, 0);
+    small->maxWidth = 400;
+    small->maxHeight = 400;
+    EXPECT_EQ(judge(*small), AlarmDataStatusFiltered);
+    const auto young = at(0, 0);
+    young->lastSeen = young->firstSeen + 2 * kSecond - 1;
+    EXPECT_EQ(judge(*young), AlarmDataStatusFiltered);
+    EXPECT_EQ(judgeAt(0, 0), AlarmDataStatusAlarm);
+}
+
+TEST_F(GuardOfAProfile, HoldsItsEventAsLongAsTheProfileSays) {
+    build({{"xinternalEventDuration", "250000"}});
+    judge(*at(0, 0), kSecond);
+    seeNothing(kSecond + 250000);
+    EXPECT_TRUE(guard->isStateEventOngoing());
+    seeNothing(kSecond + 250001);
+    EXPECT_FALSE(guard->isStateEventOngoing());
+}
+
+TEST_F(GuardOfAProfile, HoldsItsEventForThreeSecondsWhenTheProfileSaysNothing) {
+    build();
+    judge(*at(0, 0), kSecond);
+    seeNothing(4 * kSecond);
+    EXPECT_TRUE(guard->isStateEventOngoing());
+    seeNothing(4 * kSecond + 1);
+    EXPECT_FALSE(guard->isStateEventOngoing());
+}
+
+TEST_F(GuardOfAProfile, NamesItsEventByLabelAndProfile) {
+    build({{"uid", "4"}, {"name", "\" Gate \""}});
+    std::string topics;
+    for (const ZQEventDouble::Declaration& declaration : ZQEventDouble::declared()) {
+        topics += ZQEventDouble::describe(declaration.keys) + "\n";
+    }
+    EXPECT_NE(topics.find("KTW 4: Gate"), std::string::npos) << topics;
+    EXPECT_NE(topics.find("Camera1Profile4"), std::string::npos) << topics;
 }
 
 }  // namespace
