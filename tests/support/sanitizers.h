@@ -1,14 +1,15 @@
 #pragma once
 
-/// Whether the program runs under AddressSanitizer or ThreadSanitizer.
+/// 1 when the program runs under AddressSanitizer or ThreadSanitizer, otherwise 0.
+#define IS_SANITIZED 0
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool isSanitized = true;
+#undef IS_SANITIZED
+#define IS_SANITIZED 1
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool isSanitized = true;
-#else
-constexpr bool isSanitized = false;
+#undef IS_SANITIZED
+#define IS_SANITIZED 1
 #endif
-#else
-constexpr bool isSanitized = false;
 #endif
+
+constexpr bool isSanitized = IS_SANITIZED == 1;
