@@ -99,7 +99,7 @@ ScenePayload sceneAt(std::uint64_t nanoseconds, std::int64_t objects, int shift)
         for (int i = 0; i < vertices; ++i) {
             const double angle = 2 * std::numbers::pi * i / vertices;
             object.polygon->push_back(
-                {static_cast<std::int16_t>(-3000 + 100 * id + 300 * std::cos(angle)),
+                {static_cast<std::int16_t>(-3000 + 60 * id + 300 * std::cos(angle)),
                  static_cast<std::int16_t>(shift + 300 * std::sin(angle))});
         }
         object.velocity = SceneVelocity{35, 0};
