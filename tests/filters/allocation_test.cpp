@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "filters/allocation_counter.h"
+#include "support/allocation_counter.h"
 #include "filters/low_confident_object_filter.h"
 #include "filters/object_lifetime_filter.h"
 #include "filters/perspective_bar.h"

@@ -1,4 +1,4 @@
-#include "filters/allocation_counter.h"
+#include "support/allocation_counter.h"
 
 #include <cstdlib>
 #include <new>
