@@ -95,7 +95,7 @@ Path rectangle(const Bounds& bounds) {
 
 void execute(const Paths& subject, const Path& clip, ClipperLib::ClipType type,
              ClipperLib::PolyTree& result) {
-    ClipperLib::Clipper clipper(ClipperLib::ioStrictlySimple);
+    ClipperLib::Clipper clipper;
     clipper.AddPaths(subject, ClipperLib::ptSubject, true);
     clipper.AddPath(clip, ClipperLib::ptClip, true);
     if (!clipper.Execute(type, result, ClipperLib::pftNonZero, ClipperLib::pftNonZero)) {
@@ -204,6 +204,7 @@ private:
         if (count == 0) {
             return nullptr;
         }
+        // Arrays of pointers among them: NOLINTNEXTLINE(bugprone-sizeof-expression)
         void* block = std::malloc(count * sizeof(T));
         return block != nullptr ? static_cast<T*>(block) : throw std::bad_alloc();
     }

@@ -30,6 +30,14 @@ short step(short value) {
     return wrap(value < 2048 ? value + 1 : value - 1);
 }
 
+// Whether no two points of both lists are equal: the usual case, told without a set.
+bool areDistinct(const std::vector<Point>& a, const std::vector<Point>& b) {
+    std::vector<Point> all(a);
+    all.insert(all.end(), b.begin(), b.end());
+    std::sort(all.begin(), all.end(), std::less<Point>());
+    return std::adjacent_find(all.begin(), all.end()) == all.end();
+}
+
 // The arrays of a clip result, released with free() as the library asks.
 struct ClipResult {
     gm_point** pieces = nullptr;
@@ -272,6 +280,9 @@ void Polygon::gmClipWrapper(const Polygon& subject, const Polygon& clip, gm_clip
 }
 
 void Polygon::adjustDuplicates(const Polygon& subject, Polygon& clip) {
+    if (areDistinct(subject.points, clip.points)) {
+        return;
+    }
     std::set<Point> used(subject.points.begin(), subject.points.end());
     std::vector<std::size_t> duplicates;
     for (std::size_t i = 0; i < clip.points.size(); ++i) {

@@ -7,6 +7,7 @@
 
 #include "geometry_shapes.h"
 #include "support/exact_geometry.h"
+#include "support/sanitizers.h"
 
 namespace {
 
@@ -193,11 +194,7 @@ private:
     bool cuts;
 };
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kClips = 60;
-#else
-constexpr int kClips = 600;
-#endif
+constexpr int kClips = isSanitized ? 60 : 600;
 
 }  // namespace
 
