@@ -5,14 +5,28 @@
 #include "geometry/polygon_container.h"
 #include "tracking/tracking_object.h"
 
-ProtectionArea::ProtectionArea(const Polygon& area) : includeArea(area) {}
+ProtectionArea::ProtectionArea(const Polygon& area) : includeArea(area), proof(area.points) {}
 
 void ProtectionArea::addExcludeArea(const Polygon& excludeArea) {
     excludeAreas.push_back(excludeArea);
+    proof.addExcludeArea(excludeArea.points);
 }
 
 int ProtectionArea::checkObject(const TrackingObject& object) const {
-    return checkByClipping(*object.polygon);
+    return checkOutline(*object.polygon);
+}
+
+int ProtectionArea::checkOutline(const Polygon& outline) const {
+    switch (proof.ask(outline.points)) {
+        case AreaProof::kOutside:
+            return kOutside;
+        case AreaProof::kInside:
+            return kInside;
+        case AreaProof::kNothingLeft:
+            return includeArea.doesIntersect(outline) ? kExcluded : kOutside;
+        default:
+            return checkByClipping(outline);
+    }
 }
 
 int ProtectionArea::checkByClipping(const Polygon& outline) const {

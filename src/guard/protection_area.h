@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "geometry/polygon.h"
+#include "guard/area_proof.h"
 
 class TrackingObject;
 
@@ -26,7 +27,10 @@ public:
     /// Where the object's outline is (Where). The object must have one.
     int checkObject(const TrackingObject& object) const;
 
-    /// The same, for an outline, by clipping alone. Slow; the measure of all shortcuts.
+    /// The same for an outline.
+    int checkOutline(const Polygon& outline) const;
+
+    /// The same by clipping alone. Slow; the measure of all shortcuts.
     int checkByClipping(const Polygon& outline) const;
 
     /// Whether nothing of the piece remains when all exclude polygons have been cut out of it. A
@@ -40,4 +44,5 @@ public:
 private:
     Polygon includeArea;
     std::vector<Polygon> excludeAreas;
+    AreaProof proof;
 };
