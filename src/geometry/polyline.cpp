@@ -29,6 +29,12 @@ int Polyline::findPosition(const Point& point) const {
     return PointList::findPosition(points, point);
 }
 
+// The polygon's side of the question stands here too: a polygon knows nothing of lines.
+bool Polygon::doesIntersect(const Polyline& line) const {
+    return gm_intersect_ps(platformPoints(points), platformCount(points),
+                           platformPoints(line.points), platformCount(line.points)) == 1;
+}
+
 bool Polyline::doesIntersect(const Polygon& polygon) const {
     return polygon.doesIntersect(*this);
 }
