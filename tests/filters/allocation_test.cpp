@@ -2,13 +2,13 @@
 
 #include <memory>
 
-#include "support/allocation_counter.h"
 #include "filters/low_confident_object_filter.h"
 #include "filters/object_lifetime_filter.h"
 #include "filters/perspective_bar.h"
 #include "filters/size_filter_percent.h"
 #include "filters/size_filter_perspective.h"
 #include "filters/swaying_filter.h"
+#include "support/allocation_counter.h"
 #include "tracking/tracking_object.h"
 
 TEST(Filters, AllocateNothingForAnObjectThatTheyKnow) {
