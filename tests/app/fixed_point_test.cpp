@@ -1,10 +1,35 @@
 #include "app/fixed_point.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <string>
 
 namespace {
+
+struct ClosePipe {
+    void operator()(std::FILE* pipe) const { pclose(pipe); }
+};
+
+// What the program beside this one lets libraries that are loaded into it find.
+std::set<std::string> exportsOfTheProgram() {
+    const auto program =
+        std::filesystem::read_symlink("/proc/self/exe").parent_path() / "tarnwatch";
+    const std::string command =
+        "nm --dynamic --defined-only --format=posix '" + program.string() + "'";
+    const std::unique_ptr<std::FILE, ClosePipe> pipe(popen(command.c_str(), "r"));
+    std::set<std::string> names;
+    char name[4096];
+    while (pipe != nullptr && std::fscanf(pipe.get(), "%4095s%*[^\n]", name) == 1) {
+        names.insert(name);
+    }
+    return names;
+}
 
 TEST(FixedPoint, ConvertsIntegersByShifting) {
     EXPECT_EQ(3 << 16, fx_itox(3, 16));
@@ -79,6 +104,14 @@ TEST(FixedPoint, RefusesANullBuffer) {
     errno = 0;
     EXPECT_EQ(-1, fx_xtoa(nullptr, 1, 1));
     EXPECT_EQ(EINVAL, errno);
+}
+
+TEST(FixedPoint, IsOfferedToWhatIsLoadedIntoTheProgram) {
+    EXPECT_THAT(
+        exportsOfTheProgram(),
+        testing::IsSupersetOf({"fx_itox", "fx_ftox", "fx_dtox", "fx_xtox", "fx_xtoi", "fx_xtof",
+                               "fx_xtod", "fx_floorx", "fx_roundx", "fx_ceilx", "fx_addx",
+                               "fx_subx", "fx_mulx", "fx_divx", "fx_rdivx", "fx_itoa", "fx_xtoa"}));
 }
 
 }  // namespace
