@@ -10,6 +10,10 @@
 class Thread {
 public:
     Thread() = default;
+
+    /// Asks the thread to end; neither waits nor interrupts anything.
+    virtual void stop();
+
     /// Gives a handle that was never joined back, without waiting for its thread.
     virtual ~Thread();
     Thread(const Thread&) = delete;
@@ -20,9 +24,6 @@ public:
 
     /// Waits for the thread, if there is one, and forgets it.
     void join();
-
-    /// Asks the thread to end; neither waits nor interrupts anything.
-    virtual void stop();
 
     bool isRunning() const { return running; }
 
