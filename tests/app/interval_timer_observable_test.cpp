@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 #include <syslog.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 #include <vector>
 
+#include "support/fake_clock.h"
 #include "support/syslog_capture.h"
 
 namespace {
@@ -47,6 +49,18 @@ void registerAndUnregisterAnother(int id) {
         IntervalTimerObservable::registerObserver(countChained, 0));
 }
 
+std::atomic<int> cycles{0};
+
+void countCycle(int) {
+    ++cycles;
+}
+
+std::vector<int> order;  // of the timer's thread until the timer has stopped
+
+void noteOrder(int id) {
+    order.push_back(id);
+}
+
 template <typename Condition>
 void waitFor(Condition condition) {
     while (!condition()) {
@@ -61,9 +75,17 @@ protected:
         lastId = -2;
         selfRemovingCalls = 0;
         chainedCalls = 0;
+        cycles = 0;
+        order.clear();
         IntervalTimerObservable::initialize(1000);
     }
     ~IntervalTimer() override { IntervalTimerObservable::deinitialize(); }
+
+    // Lets whole cycles pass, given that countCycle() is registered with an interval of 0.
+    static void waitForWholeCycles() {
+        const int before = cycles;
+        waitFor([before] { return cycles >= before + 3; });
+    }
 };
 
 TEST_F(IntervalTimer, NotifiesAnObserverWithItsIdAgainAndAgain) {
@@ -77,6 +99,47 @@ TEST_F(IntervalTimer, DoesNotNotifyBeforeTheFirstIntervalHasPassed) {
     IntervalTimerObservable::registerObserver(note, 200000);
     waitFor([] { return calls >= 1; });
     EXPECT_GE(firstCallTime - registered, 200000);
+}
+
+TEST_F(IntervalTimer, NotifiesAtExactlyTheDueTimeAndDoesNotCatchUp) {
+    FakeClock clock(1'000'000);
+    IntervalTimerObservable::registerObserver(countCycle, 0);
+    IntervalTimerObservable::registerObserver(note, 1000);
+    clock.advance(999);
+    waitForWholeCycles();
+    EXPECT_EQ(0, calls);
+    clock.advance(1);
+    waitForWholeCycles();
+    EXPECT_EQ(1, calls);
+    clock.advance(10'000);
+    waitForWholeCycles();
+    EXPECT_EQ(2, calls);
+}
+
+TEST_F(IntervalTimer, NotifiesInTheOrderOfRegistrationAlsoWhenOneIsGone) {
+    IntervalTimerObservable::registerObserver(countCycle, 0);
+    const int first = IntervalTimerObservable::registerObserver(noteOrder, 0);
+    const int second = IntervalTimerObservable::registerObserver(noteOrder, 0);
+    const int third = IntervalTimerObservable::registerObserver(noteOrder, 0);
+    waitForWholeCycles();
+    IntervalTimerObservable::unregisterObserver(second);
+    IntervalTimerObservable::unregisterObserver(second);
+    waitForWholeCycles();
+    IntervalTimerObservable::deinitialize();
+    IntervalTimerObservable::initialize(1000);
+    const std::vector<int> all{first, second, third};
+    EXPECT_NE(order.end(), std::search(order.begin(), order.end(), all.begin(), all.end()));
+    ASSERT_GE(order.size(), 2U);
+    EXPECT_EQ((std::vector<int>{first, third}), std::vector<int>(order.end() - 2, order.end()));
+}
+
+TEST_F(IntervalTimer, GivesTheIdOfARemovedLastObserverAgain) {
+    IntervalTimerObservable::registerObserver(countCycle, 0);
+    const int last = IntervalTimerObservable::registerObserver(note, 0);
+    waitForWholeCycles();
+    IntervalTimerObservable::unregisterObserver(last);
+    waitForWholeCycles();
+    EXPECT_EQ(last, IntervalTimerObservable::registerObserver(note, 0));
 }
 
 TEST_F(IntervalTimer, CallsAnObserverThatRemovesItselfJustOnce) {
