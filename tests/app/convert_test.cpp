@@ -16,6 +16,11 @@ TEST(StringToInt, IsEmptyWithoutADigitOrOutside32Bits) {
     }
 }
 
+TEST(StringToInt, GivesZeroWhenTheDigitsStandBehindText) {
+    EXPECT_TRUE(Convert::stringToInt("abc12").hasValue());
+    EXPECT_EQ(0, Convert::stringToInt("abc12").get());
+}
+
 TEST(StringToInt, ReadsTheLimitsOf32Bits) {
     EXPECT_EQ(2147483647, Convert::stringToInt("2147483647").get());
     EXPECT_EQ(-2147483647 - 1, Convert::stringToInt("-2147483648").get());
