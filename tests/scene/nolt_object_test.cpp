@@ -34,6 +34,11 @@ SceneObjectRecord completeObject() {
     };
 }
 
+// The call of the library that reads the one property asked for: behind that of the payload, of the
+// time, of the object and of its id.
+constexpr unsigned velocityCall = 5;
+constexpr unsigned confidenceCall = 5;
+
 bool isConfidentAt(int confidence) {
     return Decoded({.confidence = static_cast<std::int16_t>(confidence)}, CapabilityLowConfident)
         ->confident;
@@ -88,6 +93,33 @@ TEST(NoltObject, StandsStillWithoutAVelocity) {
     const Decoded object({.id = 1}, CapabilityVelocity);
     EXPECT_EQ(object->velocity.x, 0);
     EXPECT_EQ(object->velocity.y, 0);
+}
+
+TEST(NoltObject, StandsStillUnlessItsVelocityIsJustTwoValues) {
+    for (const int count : {-1, 0, 1, 3}) {
+        SceneDouble::miscount(velocityCall, count);
+        const Decoded object(completeObject(), CapabilityVelocity);
+        EXPECT_EQ(object->velocity.x, 0) << count;
+        EXPECT_EQ(object->velocity.y, 0) << count;
+    }
+    const Decoded object(completeObject(), CapabilityVelocity);
+    EXPECT_EQ(object->velocity.x, 35);
+}
+
+TEST(NoltObject, TakesANegativeCountForAMissingConfidence) {
+    const SyslogCapture log;
+    SceneDouble::miscount(confidenceCall, -2);
+    EXPECT_TRUE(Decoded({.confidence = 0}, CapabilityLowConfident)->confident);
+    EXPECT_EQ(log.lines().size(), 1U);
+}
+
+TEST(NoltObject, ReadsAConfidenceOfAnyCountThatIsNotNegative) {
+    const SyslogCapture log;
+    for (const int count : {0, 2}) {
+        SceneDouble::miscount(confidenceCall, count);
+        EXPECT_FALSE(Decoded({.confidence = 0}, CapabilityLowConfident)->confident) << count;
+    }
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST(NoltObject, GetsARepairedOutlineForOneThatIsMissing) {

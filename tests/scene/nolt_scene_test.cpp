@@ -122,6 +122,35 @@ TEST(NoltScene, DropsMergesAndSplitsWithoutIdsOrRelatedIds) {
     EXPECT_THAT(scene.splitEvents, IsEmpty());
 }
 
+TEST(NoltScene, GoesByTheCountsOfTheLibraryAlone) {
+    // Behind the payload, its time, the end of its objects, the event and its action come its ids,
+    // then its related ids.
+    constexpr unsigned idsCall = 6;
+    const auto decodeMiscounted = [](int action, unsigned call, int count) {
+        SceneDouble::reset();
+        const ScenePayload payload = SceneEncoder().encode({.events = {{action, {1, 2}, {3, 4}}}});
+        SceneDouble::miscount(call, count);
+        return NoltScene(payload.data(), usual);
+    };
+    for (const int none : {0, -1}) {
+        expectEmpty(decodeMiscounted(SCENE_ACTION_DELETE, idsCall, none));
+        for (const int action : {SCENE_ACTION_SPLIT, SCENE_ACTION_MERGE}) {
+            expectEmpty(decodeMiscounted(action, idsCall, none));
+            expectEmpty(decodeMiscounted(action, idsCall + 1, none));
+        }
+    }
+    EXPECT_THAT(decodeMiscounted(SCENE_ACTION_DELETE, idsCall, 1).deletedObjects, ElementsAre(1));
+    const NoltScene merged = decodeMiscounted(SCENE_ACTION_MERGE, idsCall + 1, 1);
+    EXPECT_THAT(merged.mergeEvents.at(0)->relatedIds, ElementsAre(3));
+}
+
+TEST(NoltScene, IsAtTimeZeroUnlessTheTimestampIsJustOneValue) {
+    for (const int count : {-1, 0, 2}) {
+        SceneDouble::miscount(2, count);
+        EXPECT_EQ(decode({.time = 5'000'000}).timestamp, 0) << count;
+    }
+}
+
 TEST(NoltScene, IgnoresOtherActions) {
     expectEmpty(decode({.events = {{3, {1}, {2}}, {-1, {1}, {2}}}}));
 }

@@ -9,21 +9,45 @@ namespace {
 
 std::atomic<unsigned> callCount{0};
 std::atomic<unsigned> failingCall{0};
+std::atomic<unsigned> miscountingCall{0};
+std::atomic<int> wrongCount{0};
 std::atomic<unsigned> nullDeleteCount{0};
 std::atomic<int> sceneBalance{0};
 
-// Counts a call of the library; true when it is the one that is to fail.
-bool isToFail() {
-    ++callCount;
-    if (failingCall == 0) {
+// Whether the countdown to a call ends with this one.
+bool isReached(std::atomic<unsigned>& countdown) {
+    if (countdown == 0) {
         return false;
     }
-    return --failingCall == 0;
+    return --countdown == 0;
 }
 
-int failProperty(const void** value) {
-    *value = nullptr;
-    return -1;
+enum class Fate { Ordinary, Failing, Miscounting };
+
+// Counts a call of the library and says what is to become of it.
+Fate nextFate() {
+    ++callCount;
+    const bool miscounts = isReached(miscountingCall);
+    if (isReached(failingCall)) {
+        return Fate::Failing;
+    }
+    return miscounts ? Fate::Miscounting : Fate::Ordinary;
+}
+
+bool isToFail() {
+    return nextFate() == Fate::Failing;
+}
+
+// Reads a property of a scene, an object or an event.
+template <typename Read, typename Owner>
+int readProperty(Read read, const Owner* owner, scene_prop_e prop, const void** value) {
+    const Fate fate = nextFate();
+    if (fate == Fate::Failing) {
+        *value = nullptr;
+        return -1;
+    }
+    const int count = read(owner, prop, value);
+    return fate == Fate::Miscounting ? wrongCount.load() : count;
 }
 
 }  // namespace
@@ -31,11 +55,17 @@ int failProperty(const void** value) {
 void SceneDouble::reset() {
     callCount = 0;
     failingCall = 0;
+    miscountingCall = 0;
     nullDeleteCount = 0;
 }
 
 void SceneDouble::failCall(unsigned n) {
     failingCall = n;
+}
+
+void SceneDouble::miscount(unsigned n, int count) {
+    wrongCount = count;
+    miscountingCall = n;
 }
 
 unsigned SceneDouble::calls() {
@@ -66,7 +96,7 @@ void scene_delete(scene_st* scene) {
 }
 
 int scene_get_prop(const scene_st* scene, scene_prop_e prop, const void** value) {
-    return isToFail() ? failProperty(value) : scene_decoder::property(scene, prop, value);
+    return readProperty(scene_decoder::property, scene, prop, value);
 }
 
 const scene_object_st* scene_next_object(const scene_st* scene, const scene_object_st* previous) {
@@ -78,7 +108,7 @@ int32_t scene_get_object_id(const scene_object_st* object) {
 }
 
 int scene_get_obj_prop(const scene_object_st* object, scene_prop_e prop, const void** value) {
-    return isToFail() ? failProperty(value) : scene_decoder::objectProperty(object, prop, value);
+    return readProperty(scene_decoder::objectProperty, object, prop, value);
 }
 
 const scene_event_st* scene_next_event(const scene_st* scene, const scene_event_st* previous) {
@@ -90,6 +120,6 @@ int scene_get_event_action(const scene_event_st* event) {
 }
 
 int scene_get_evt_prop(const scene_event_st* event, scene_prop_e prop, const void** value) {
-    return isToFail() ? failProperty(value) : scene_decoder::eventProperty(event, prop, value);
+    return readProperty(scene_decoder::eventProperty, event, prop, value);
 }
 }

@@ -12,6 +12,10 @@ void reset();
 /// scene_delete() counts as a call and cannot fail.
 void failCall(unsigned n);
 
+/// Lets the n-th of the following calls of the library, counted from 1, tell this count, once, if
+/// it asks for a property; where the property lies stays as it is.
+void miscount(unsigned n, int count);
+
 /// The calls of the library since reset().
 unsigned calls();
 

@@ -80,3 +80,14 @@ TEST_F(SceneDoubleTest, FailsEachKindOfCall) {
     EXPECT_EQ(scene_get_evt_prop(event, SCENE_PROP_IDS, &value), -1);
     EXPECT_EQ(value, nullptr);
 }
+
+TEST_F(SceneDoubleTest, MiscountsTheCallAskedForAndNoOther) {
+    const OwnedScene scene = readScene(made.data());
+    const auto* object = objectsOf(scene.get())[0];
+    const void* value = nullptr;
+    SceneDouble::miscount(2, 77);
+    EXPECT_EQ(scene_get_obj_prop(object, SCENE_PROP_CONFIDENCE, &value), 1);
+    EXPECT_EQ(scene_get_obj_prop(object, SCENE_PROP_CONFIDENCE, &value), 77);
+    EXPECT_NE(value, nullptr);
+    EXPECT_EQ(scene_get_obj_prop(object, SCENE_PROP_CONFIDENCE, &value), 1);
+}
