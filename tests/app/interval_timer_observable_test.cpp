@@ -55,6 +55,14 @@ void countCycle(int) {
     ++cycles;
 }
 
+// Leaves registrations behind that no cycle of the running timer comes to.
+void registerUntilItStops(int) {
+    ++cycles;
+    while (IntervalTimerObservable::registerObserver(note, 0) != -1) {
+        g_usleep(200);
+    }
+}
+
 std::vector<int> order;  // of the timer's thread until the timer has stopped
 
 void noteOrder(int id) {
@@ -190,6 +198,17 @@ TEST_F(IntervalTimer, ForgetsAllObserversWhenItStops) {
     IntervalTimerObservable::registerObserver(countChained, 0);
     waitFor([] { return chainedCalls >= 2; });
     EXPECT_EQ(before, calls);
+}
+
+TEST_F(IntervalTimer, ForgetsObserversThatItHasNotComeToWhenItStops) {
+    const SyslogCapture log;
+    IntervalTimerObservable::registerObserver(registerUntilItStops, 0);
+    waitFor([] { return cycles >= 1; });
+    IntervalTimerObservable::deinitialize();
+    IntervalTimerObservable::initialize(1000);
+    IntervalTimerObservable::registerObserver(countCycle, 0);
+    waitForWholeCycles();
+    EXPECT_EQ(0, calls);
 }
 
 TEST_F(IntervalTimer, KeepsTheFirstTickAndLogsASecondStart) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -18,6 +19,19 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+std::vector<std::string> syncedPaths;  // as they were called at that moment
+
+}  // namespace
+
+// Stands before the C library's own, also for GLib.
+extern "C" int fsync(int descriptor) {
+    syncedPaths.push_back(
+        std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor)));
+    return static_cast<int>(syscall(SYS_fsync, descriptor));
+}
+
+namespace {
 
 TEST(IsNumber, WantsDigitsAfterAtMostOneSign) {
     for (const char* text : {"1", "0123", "+1", "-1", "-.5", "1.", ".", "+."}) {
@@ -120,6 +134,16 @@ TEST_F(SaveAndSyncFile, ReplacesTheFileWhole) {
     EXPECT_TRUE(utils::saveAndSyncFile("short", path));
     EXPECT_EQ("short", contentOf(path));
     EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(folder), {}));
+}
+
+TEST_F(SaveAndSyncFile, SyncsContentAndFolderOfAFirstSaveAsOfALaterOne) {
+    for (const char* save : {"first", "later"}) {
+        syncedPaths.clear();
+        ASSERT_TRUE(utils::saveAndSyncFile(save, folder + "/config.json"));
+        ASSERT_GE(syncedPaths.size(), 2U) << save;
+        EXPECT_THAT(syncedPaths.front(), testing::StartsWith(folder + "/config.json.")) << save;
+        EXPECT_EQ(folder, syncedPaths.back()) << save;
+    }
 }
 
 TEST_F(SaveAndSyncFile, LogsAFailureAndKeepsWhatIsThere) {
