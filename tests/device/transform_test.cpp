@@ -35,6 +35,13 @@ TEST(Transform, ScalesLengths) {
     EXPECT_EQ(-250, Transform::scaleSize(-2048, 1000));
 }
 
+TEST(Transform, WrapsProductsIn32Bits) {
+    constexpr int size = 1 << 19;
+    EXPECT_EQ(-(1 << 18), Transform::toPixelValue(0, size, TransformPlain));
+    EXPECT_EQ(0, Transform::scaleSize(8192, size));
+    EXPECT_EQ(4096 - 8192, Transform::fromPixelValue(size, size, TransformPlain));
+}
+
 TEST(Transform, PinsTheDirections) {
     EXPECT_EQ(0, TransformPlain);
     EXPECT_EQ(500 - 125,

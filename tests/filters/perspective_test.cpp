@@ -48,6 +48,10 @@ TEST(Perspective, FitsInSinglePrecisionWithFusedSumsAndNothingElseFused) {
     const Perspective second({PerspectiveBar(337, 506, 170), PerspectiveBar(-1955, -1010, 176),
                               PerspectiveBar(3374, 3605, 172)});
     EXPECT_EQ(second.calculateRealWorldSize(1000, 2303), 1012);
+    // A fused offset would give 2161.
+    const Perspective third({PerspectiveBar(-2574, -1299, 111), PerspectiveBar(3656, 4065, 199),
+                             PerspectiveBar(1392, 1760, 120)});
+    EXPECT_EQ(third.calculateRealWorldSize(3611, 2434), 2162);
 }
 
 TEST(Perspective, GivesSizesThatMeanNothingWhereItsScaleIsNotPositive) {

@@ -234,6 +234,16 @@ TEST(TrackingObject, TellsItsOutlinesExtentAsXml) {
     EXPECT_THAT(object->toNoltStringXML(), testing::StartsWith("<object confidence=\"0.0\" id"));
 }
 
+TEST(TrackingObject, TellsItsExtentWithFourSignificantDigits) {
+    const auto object = tracked({.centre = {3000, -2001}, .width = 1235, .height = 777});
+    EXPECT_EQ(object->toNoltStringXML(),
+              "<object confidence=\"1.0\" id=\"7\">"
+              "<box height=\"0.1897\" width=\"0.3015\" x=\"0.5818\" y=\"-0.5833\"/></object>");
+    const auto tiny = tracked({.centre = {0, 5555}, .width = 1, .height = 0});
+    EXPECT_THAT(tiny->toNoltStringXML(),
+                testing::HasSubstr("height=\"0\" width=\"0.0002441\" x=\"0\" y=\"1.356\""));
+}
+
 TEST(TrackingObject, DrawsItsBoundingBox) {
     const auto object = tracked({.centre = {0, 0}, .width = 2048, .height = 4096});
     EXPECT_EQ(object->toStringSvg("fill:red"),
