@@ -147,9 +147,10 @@ bool CameraContainer::isAnyMotionLevelActive() {
 
 bool CameraContainer::enableVisualConfirmation(int profile, const std::string& name) {
     g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
-    const bool isEnabled = std::ranges::any_of(
-        s_cameras, [&](Camera* camera) { return camera->enableVisualConfirmation(profile, name); });
-    if (!isEnabled) {
+    // Only the first camera with the profile is asked, even when its event cannot be declared.
+    const auto camera = std::ranges::find_if(
+        s_cameras, [&](Camera* candidate) { return candidate->doesProfileExist(profile); });
+    if (camera == s_cameras.end() || !(*camera)->enableVisualConfirmation(profile, name)) {
         return false;
     }
     if (visualConfProfile != profile) {

@@ -287,11 +287,11 @@ TEST_F(CameraContainerTest, FailsWhenTheFramesEventCannotBeDeclared) {
     EXPECT_FALSE(container->enableVisualConfirmation(4, transform));
 }
 
-TEST_F(CameraContainerTest, TriesTheNextCameraWhenTheFramesEventCannotBeDeclared) {
+TEST_F(CameraContainerTest, AsksOnlyTheFirstCameraThatHasTheProfileForVisualConfirmation) {
     apply({{1, {4}}, {2, {4}}});
     WatchedDevice::failNextDeclaration();
-    EXPECT_TRUE(container->enableVisualConfirmation(4, transform));
-    EXPECT_EQ(camera(1)->getVC_Data().profileId, 4);
+    EXPECT_FALSE(container->enableVisualConfirmation(4, transform));
+    EXPECT_EQ(camera(1)->getVC_Data().profileId, -1);
 }
 
 TEST_F(CameraContainerTest, DisablesVisualConfirmation) {
