@@ -9,6 +9,7 @@
 #include <thread>
 #include <utility>
 
+#include "app/interval_timer_observable.h"
 #include "config/idd.h"
 #include "scene/callback_camera.h"
 #include "scene/camera_fixture.h"
@@ -18,8 +19,11 @@
 #include "support/temporary_folder.h"
 #include "support/wait_for.h"
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::Ge;
 using testing::IsEmpty;
+using testing::Le;
 
 namespace {
 
@@ -43,6 +47,31 @@ public:
         g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
         return s_reconnectMap.begin()->first;
     }
+    /// Registers an observer that ticks with every cycle of the timer and counts its ticks.
+    static int observeEveryCycle() {
+        ticks = 0;
+        return IntervalTimerObservable::registerObserver(
+            [](int observerId) {
+                ++ticks;
+                reconnectCamera(observerId);
+            },
+            0);
+    }
+    /// The same, for a camera to be reconnected.
+    static void reconnectEveryCycle(CallbackCamera* camera) {
+        g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
+        s_reconnectMap[observeEveryCycle()] = camera;
+    }
+    /// Ticks up to three cycles from now; one more than asked for may come.
+    static int ticksInTime() {
+        for (int cycle = 0; cycle < 3; ++cycle) {
+            WatchedDevice::runTimer();
+        }
+        return ticks;
+    }
+
+private:
+    static inline std::atomic<int> ticks{0};
 };
 
 class CallbackContainerTest : public CameraFixture {
@@ -234,6 +263,28 @@ TEST_F(CallbackContainerTest, IgnoresATickOfAnUnknownObserver) {
     module->takeCalls();
     CallbackCameraContainer::reconnectCamera(12345);
     EXPECT_THAT(module->takeCalls(), IsEmpty());
+}
+
+TEST_F(CallbackContainerTest, UnregistersAnUnknownObserverThatTicks) {
+    OpenContainer::observeEveryCycle();
+    EXPECT_THAT(OpenContainer::ticksInTime(), AllOf(Ge(1), Le(2)));
+}
+
+TEST_F(CallbackContainerTest, UnregistersTheObserverOfACameraThatIsGone) {
+    CallbackCamera gone(1, 0, versions(), 14);
+    OpenContainer::reconnectEveryCycle(&gone);
+    EXPECT_THAT(OpenContainer::ticksInTime(), AllOf(Ge(1), Le(2)));
+    EXPECT_EQ(OpenContainer::reconnections(), 0U);
+}
+
+TEST_F(CallbackContainerTest, UnregistersTheObserverOfACameraThatIsSubscribedAgain) {
+    apply({{1, {4}}});
+    module->takeCalls();
+    OpenContainer::reconnectEveryCycle(
+        static_cast<CallbackCamera*>(OpenContainer::s_cameras.at(0)));
+    EXPECT_THAT(OpenContainer::ticksInTime(), AllOf(Ge(1), Le(2)));
+    EXPECT_EQ(OpenContainer::reconnections(), 0U);
+    EXPECT_TRUE(module->wasAsked("subscribe 2"));
 }
 
 TEST_F(CallbackContainerTest, DropsATickForACameraThatIsGone) {

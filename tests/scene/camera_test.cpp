@@ -284,6 +284,25 @@ TEST_F(CameraTest, TakesTheRotationOfTheConfiguration) {
     }
 }
 
+TEST_F(CameraTest, MeasuresObjectsByTheAspectRatioOfItsOwnSource) {
+    struct RatioSpy : SpyGuard {
+        using SpyGuard::SpyGuard;
+        AlarmData* updateObjectsAndGetAlarms(ParsedScene& seen) override {
+            width = seen.activeObjects.at(0)->getAspectCorrectedWidth();
+            return SpyGuard::updateObjectsAndGetAlarms(seen);
+        }
+        int width = 0;
+    };
+    ZQParameterDouble::set("root.ImageSource.I0.Sensor.AspectRatio", "3:1");
+    ZQParameterDouble::set("root.ImageSource.I1.Sensor.AspectRatio", "2:1");
+    SocketCamera second(2, 0, versions(), 14);
+    auto* guard = new RatioSpy(4, 2, events, journal);
+    second.insertGuard(guard);
+    scene.track(3).enters({0, 0}, {100, 200});
+    feed(second, 1s);
+    EXPECT_EQ(guard->width, 200);
+}
+
 TEST_F(CameraTest, CarriesVisualConfirmationOverToTheSameProfile) {
     install({4, 7});
     camera.enableVisualConfirmation(7, transform);
