@@ -77,20 +77,18 @@ void StateEventProducer::unregisterEvent(int cameraId, const std::string& key) {
 }
 
 void StateEventProducer::sendStartEvent(const StateEventProducerHandle& handle, const long& time) {
-    int& ongoingProfiles = referenceCounters.at(index(handle.cameraId));
-    int& ongoingCameras = referenceCounters.at(0);
     if (!send(handle.key, 1, &time)) {
         syslog(LOG_WARNING, "FAILED to send event\n");
         return;
     }
-    if (++ongoingProfiles != 1) {
+    if (++referenceCounters.at(index(handle.cameraId)) != 1) {
         return;
     }
     if (!send(anyEventKeys.at(index(handle.cameraId)), 1, &time)) {
         syslog(LOG_WARNING, "FAILED to send Camera %d Any event\n", handle.cameraId);
         return;
     }
-    ++ongoingCameras;
+    const int ongoingCameras = ++referenceCounters.at(0);
     if (CameraInfo::isMultiCamera() && ongoingCameras == 1 && !send(anyEventKeys.at(0), 1, &time)) {
         syslog(LOG_WARNING, "FAILED to send Global Any event\n");
     }

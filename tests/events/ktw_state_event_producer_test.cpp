@@ -618,9 +618,21 @@ TEST_F(OneCamera, IsOneInstanceUntilTheLastRelease) {
 TEST(StateEventProducerTest, ThrowsForACameraThatWasNeverRegistered) {
     const WrappedDevice device;
     StateEventProducer producer("KTW 4");
-    EXPECT_THROW(producer.sendStartEvent({"key", 3}, kNow), std::out_of_range);
-    EXPECT_THROW(producer.sendEndEvent({"key", 3}, kNow), std::out_of_range);
-    EXPECT_THROW(producer.sendEndEvent({"key", 3}), std::out_of_range);
+    const std::string key = producer.registerEvent(1, "name", "nice").key;
+    EXPECT_THROW(producer.sendStartEvent({key, 3}, kNow), std::out_of_range);
+    EXPECT_THROW(producer.sendEndEvent({key, 3}, kNow), std::out_of_range);
+    EXPECT_THROW(producer.sendEndEvent({key, 3}), std::out_of_range);
+    // A start looks at its camera's counter when it has been sent, an end before.
+    EXPECT_THAT(WrappedDevice::sent(), ElementsAre("name active=true"));
+}
+
+TEST(StateEventProducerTest, LogsAStartThatCannotBeSentBeforeItLooksAtItsCamera) {
+    const WrappedDevice device;
+    const SyslogCapture log;
+    StateEventProducer producer("KTW 4");
+    producer.sendStartEvent({"key", 3}, kNow);
+    EXPECT_EQ(log.lines(), (Lines{{LOG_ERR, "Cannot send event key.  Event is not registered\n"},
+                                  {LOG_WARNING, "FAILED to send event\n"}}));
 }
 
 TEST(KTW3_StateEventProducerTest, DoesNothingForACameraThatWasNeverRegistered) {
