@@ -77,7 +77,8 @@ int DBusUtils::getFileDescriptor(GDBusProxy* proxy, const char* method,
     utils::throwIf(index < 0, failureText + ": Failed to get index of FD list");
     const bool isListed = descriptors != nullptr && index < g_unix_fd_list_get_length(descriptors);
     const int descriptor = isListed ? g_unix_fd_list_get(descriptors, index, &error) : -1;
-    GlibUtils::throwIfNotOk(error, failureText);
-    utils::throwIf(descriptor < 0, failureText + ": Invalid file descriptor");
+    const std::string noDescriptor = failureText + ": Invalid file descriptor";
+    GlibUtils::throwIfNotOk(error, noDescriptor);
+    utils::throwIf(descriptor < 0, noDescriptor);
     return descriptor;
 }

@@ -1,5 +1,6 @@
 #include "device/dbus_utils.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gio/gunixfdlist.h>
 #include <gmock/gmock.h>
@@ -7,11 +8,30 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <future>
 #include <stdexcept>
 #include <thread>
 
 #include "support/private_bus.h"
+
+namespace {
+
+std::atomic<bool> failingDuplications{false};
+
+}  // namespace
+
+/// Stands before GLib's own, to let it fail.
+extern "C" gint g_unix_fd_list_get(GUnixFDList* list, gint index, GError** error) {
+    if (failingDuplications) {
+        g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_TOO_MANY_OPEN_FILES,
+                            "too many open files");
+        return -1;
+    }
+    static const auto original =
+        reinterpret_cast<decltype(&g_unix_fd_list_get)>(dlsym(RTLD_NEXT, "g_unix_fd_list_get"));
+    return original(list, index, error);
+}
 
 namespace {
 
@@ -214,6 +234,15 @@ TEST_F(DBusUtilsTest, FailsADescriptorWithANegativeIndex) {
 TEST_F(DBusUtilsTest, FailsADescriptorThatIsNotInTheList) {
     EXPECT_EQ(descriptorFailure("IndexTooHigh"), "No descriptor: Invalid file descriptor");
     EXPECT_EQ(descriptorFailure("IndexWithoutList"), "No descriptor: Invalid file descriptor");
+}
+
+TEST_F(DBusUtilsTest, FailsADescriptorThatCannotBeDuplicatedWithTheErrorsMessage) {
+    failingDuplications = true;
+    EXPECT_EQ(descriptorFailure("Descriptor"),
+              "No descriptor: Invalid file descriptor: too many open files\n");
+    failingDuplications = false;
+    const int descriptor = DBusUtils::getFileDescriptor(proxy, "Descriptor", "No descriptor");
+    EXPECT_EQ(close(descriptor), 0);
 }
 
 TEST_F(DBusUtilsTest, ReachesABusThatHasComeBack) {
