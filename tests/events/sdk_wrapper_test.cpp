@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <optional>
 #include <thread>
@@ -99,7 +100,10 @@ void stayDisconnected() {
     ZQParameterDouble::failEveryCall("zq_parameter_new");
     {
         const SyslogCapture log;
+        const auto begin = std::chrono::steady_clock::now();
         sdk_wrapper_init("KTW", "Tarnwatch", "DeviceAppHost");
+        // 100 ms after each of the 20 failures, the last one of each kind too.
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2000));
         const Lines lines = log.lines();
         ASSERT_EQ(lines.size(), 20U);
         EXPECT_EQ(lines[9], (Line{LOG_WARNING, "Could not get an event-handler, try 10 of 10\n"}));
@@ -235,6 +239,11 @@ TEST_F(SdkWrapper, DeclaresAMotionRegionEventWithoutTheTagThatComesTooEarly) {
                set + "mark_as_user_defined", set + "add_key_value", set + "mark_as_source",
                set + "mark_as_user_defined", set + "add_key_value", set + "mark_as_source",
                set + "mark_as_user_defined", declareLines().back(), set + "free"}));
+}
+
+TEST_F(SdkWrapper, DeclaresAMotionRegionEventInItsState) {
+    EXPECT_EQ(sdk_wrapper_event_add_onvif_motion_region_alarm_event("key", "rule", 0, 1), 1);
+    EXPECT_THAT(declareLines(), ElementsAre(testing::HasSubstr(" State=true data ")));
 }
 
 TEST_F(SdkWrapper, CountsAnotherUserOfTheSameDeclaration) {
