@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <map>
 #include <optional>
 #include <thread>
 
@@ -19,8 +20,11 @@ namespace {
 using Line = SyslogCapture::Line;
 using Lines = std::vector<Line>;
 using Resolution = CameraInfo::Resolution;
+using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 
 class CameraInfoTest : public testing::Test {
 protected:
@@ -268,6 +272,17 @@ TEST_F(CameraInfoTest, KeepsTheResolutionsOfItsAspectRatio) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
+TEST_F(CameraInfoTest, KeepsResolutionsWithinAHundredThousandthOfItsAspectRatio) {
+    given("root.Properties.EmbeddedDevelopment.Version", "2.14");
+    given("root.Properties.Image.Resolution", "1280x720");
+    for (const auto& [ratio, kept] : std::map<std::string, std::size_t>{
+             {"177778:100000", 1}, {"177777:100000", 1}, {"17778:10000", 0}, {"17776:10000", 0}}) {
+        given("ImageSource.I0.Sensor.AspectRatio", ratio);
+        EXPECT_EQ(CameraInfo::getCameraResolutionsForCurrentAspectRatio().size(), kept) << ratio;
+    }
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
 TEST_F(CameraInfoTest, KeepsResolutionsUpToThePlatformsWidth) {
     given("ImageSource.I0.Sensor.AspectRatio", "16:9");
     given("root.Properties.Image.Resolution", "3840x2160,1920x1080,1280x720,640x360");
@@ -424,6 +439,20 @@ TEST_F(OverlaySupport, DoesNotAskTheBusWhenAnEarlierConditionFails) {
     given("root.Properties.EmbeddedDevelopment.Version", "2.14");
     EXPECT_FALSE(CameraInfo::isAlarmOverlaySupported());
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(OverlaySupport, LooksAtItsConditionsInOrder) {
+    const std::string resolutions = "root.Properties.Image.Resolution";
+    const std::string severalCameras =
+        "root.Properties.EmbeddedDevelopment.RuleEngine.MultiConfiguration";
+    given("root.Properties.EmbeddedDevelopment.Version", "2.14");
+    EXPECT_FALSE(CameraInfo::isAlarmOverlaySupported());
+    EXPECT_THAT(ZQParameterDouble::lookUps(), Not(Contains(resolutions)));
+    given("root.Properties.EmbeddedDevelopment.Version", "2.15");
+    given(resolutions, "");
+    EXPECT_FALSE(CameraInfo::isAlarmOverlaySupported());
+    EXPECT_THAT(ZQParameterDouble::lookUps(),
+                AllOf(Contains(resolutions), Not(Contains(severalCameras))));
 }
 
 TEST_F(OverlaySupport, IsAnsweredOnce) {
