@@ -127,6 +127,28 @@ TEST_F(MotionLevel, PassesOverAnAreaThatHasWrappedRound) {
     EXPECT_THAT(WrappedDevice::sent(), ElementsAre(level("25.0000")));
 }
 
+TEST_F(MotionLevel, BeginsEachPeriodBelowNothing) {
+    constexpr int kLeast = std::numeric_limits<int>::min();
+    for (int period = 0; period < 2; ++period) {
+        scene(kLeast);
+        clock.advance(kPeriod + 1);
+        scene(kLeast);
+    }
+    EXPECT_THAT(WrappedDevice::sent(), ElementsAre(level("-0.0000"), level("-0.0000")));
+}
+
+TEST_F(MotionLevel, BeginsAPeriodWhenTheOneBeforeIsSent) {
+    scene(kPicture / 2);
+    clock.advance(3 * kPeriod);
+    scene(0);
+    clock.advance(kPeriod);
+    scene(kPicture / 4);
+    EXPECT_THAT(WrappedDevice::sent(), ElementsAre(level("50.0000")));
+    clock.advance(1);
+    scene(0);
+    EXPECT_THAT(WrappedDevice::sent(), ElementsAre(level("50.0000"), level("25.0000")));
+}
+
 TEST_F(MotionLevel, StampsTheEventWithTheScene) {
     scene(0);
     clock.advance(kPeriod + 1);

@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <optional>
 #include <thread>
 
+#include "app/interval_timer_observable.h"
 #include "support/fake_clock.h"
 #include "support/syslog_capture.h"
 #include "support/wrapped_device.h"
@@ -345,6 +347,64 @@ TEST_F(SdkWrapper, UndeclaresOnlyOnce) {
     }
     EXPECT_EQ(ZQEventDouble::log("zq_event_handler_undeclare").size(), 1U);
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(SdkWrapper, HasNothingLeftToRemoveAtCleanupOfWhatWasUndeclared) {
+    addState("a");
+    sdk_wrapper_event_remove("a");
+    clock.advance(50'000);
+    WrappedDevice::runTimer();
+    sdk_wrapper_cleanup();
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+/// The id of an observer that has been called and is gone again with one of the next cycles. The
+/// timer counts ids from 0 anew when it has no observers left.
+int observeOnce() {
+    static std::atomic<int> called;
+    called = -1;
+    const int id = IntervalTimerObservable::registerObserver(
+        [](int observerId) {
+            called = observerId;
+            called.notify_all();
+        },
+        0);
+    for (int seen = called; seen != id; seen = called) {
+        called.wait(seen);
+    }
+    IntervalTimerObservable::unregisterObserver(id);
+    return id;
+}
+
+/// Whether all other observers are gone, or go within ten seconds.
+bool isTimerLeftAlone() {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    int id = observeOnce();
+    while (id != 0 && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        id = observeOnce();
+    }
+    return id == 0;
+}
+
+TEST_F(SdkWrapper, LeavesNoObserverBehindWhenARemovalIsDone) {
+    addState("a");
+    addState("b");
+    sdk_wrapper_event_remove("a");
+    sdk_wrapper_event_remove("b");
+    addState("b");
+    clock.advance(50'000);
+    WrappedDevice::runTimer();
+    EXPECT_TRUE(isTimerLeftAlone());
+}
+
+TEST_F(SdkWrapper, LeavesNoObserverBehindThatFindsNothingToRemove) {
+    addState("a");
+    sdk_wrapper_event_remove("a");
+    sdk_wrapper_cleanup();
+    clock.advance(50'000);
+    WrappedDevice::runTimer();
+    EXPECT_TRUE(isTimerLeftAlone());
 }
 
 TEST_F(SdkWrapper, KeepsADeclarationThatIsAddedAgainInTime) {
