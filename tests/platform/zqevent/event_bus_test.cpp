@@ -66,6 +66,16 @@ protected:
         endDevice();
         handler = newHandler();
     }
+    static int listenAt(const std::string& path) {
+        unlink(path.c_str());
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(listener, 8), 0);
+        return listener;
+    }
     std::string topicFile() const { return state.read("event_topics"); }
     bool isOnline() { return observer.sees(status, online); }
 
@@ -434,6 +444,22 @@ TEST_F(EventBusOnAPersistentBroker, ClearsWhatWasUndeclaredDuringAnOutage) {
     EXPECT_TRUE(witness.waitUntil([&] { return !retainedBy(keeper, appTopic("A")); }));
 }
 
+TEST_F(EventBusOnAPersistentBroker, DoesNotClearWhatWasDeclaredAgainDuringAnOutage) {
+    const guint id = declare(handler, alarmKeys("A", true), false);
+    ASSERT_TRUE(witness.sees(appTopic("A"), "true"));
+    ASSERT_TRUE(witness.sees(status, online));
+    keeper.stop();
+    EXPECT_TRUE(zq_event_handler_undeclare(handler, id, nullptr));
+    EXPECT_GT(declare(handler, alarmKeys("A", false), false), id);
+    witness.clear();
+    keeper.start();
+
+    ASSERT_TRUE(witness.sees(appTopic("A"), "false"));
+    for (const Observer::Message& message : witness.messages(appTopic("A"))) {
+        EXPECT_NE(message.payload, "");
+    }
+}
+
 TEST_F(EventBusTest, LogsOneLineWhenTheBrokerIsLostAndOneWhenItIsBack) {
     ASSERT_TRUE(isOnline());
     EXPECT_THAT(log.lines(), IsEmpty());
@@ -504,17 +530,37 @@ TEST_F(EventBusOnAPersistentBroker, StatesThatWaitedForALostBrokerAreSentOnlyAsT
     EXPECT_EQ(witness.messages(appTopic("A")).size(), 1U);
 }
 
+TEST_F(EventBusTest, WaitsLongerAfterEachFailedAttemptButNeverMuchMoreThanASecond) {
+    endDevice();
+    // Not where the broker was: there the observer tries, too.
+    const std::string path = state.path("elsewhere");
+    const int listener = listenAt(path);
+    const std::string folder = state.path();
+    const ZQEventHostSettings settings = {path.c_str(), 0, nullptr, folder.c_str()};
+    zq_event_host_configure(&settings);
+    handler = zq_event_handler_new();
+    std::vector<Clock::time_point> attempts;
+    while (attempts.size() < 9) {
+        const int taken = accept(listener, nullptr, nullptr);
+        ASSERT_GE(taken, 0);
+        attempts.push_back(Clock::now());
+        close(taken);
+    }
+    close(listener);
+
+    // 50, 100, 200, 400 and 800 ms, then a second each; a busy machine may see single ones late.
+    EXPECT_GT(attempts.back() - attempts.front(), 3500ms);
+    for (std::size_t next = 1; next < attempts.size(); ++next) {
+        EXPECT_LT(attempts[next] - attempts[next - 1], 1500ms) << next;
+    }
+}
+
 TEST_F(EventBusTest, TriesAgainWhenTheBrokerTakesAConnectionAndNeverAnswers) {
     ASSERT_TRUE(isOnline());
     endDevice();
     ASSERT_TRUE(observer.sees(status, offline));
     const std::string path = state.path("deaf.sock");
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int deaf = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(deaf, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(deaf, 8), 0);
+    const int deaf = listenAt(path);
     const ZQEventHostSettings settings = {path.c_str(), 0, nullptr, state.path().c_str()};
     zq_event_host_configure(&settings);
     handler = zq_event_handler_new();
@@ -933,6 +979,20 @@ TEST_F(EventBusTest, EndsInLittleMoreThanASecondWhenTheBrokerStandsStill) {
     broker.resume();
 
     EXPECT_TRUE(observer.sees(status, offline)) << "by the broker's own will";
+}
+
+TEST_F(EventBusTest, GivesAStateThatWasLostOnTheWayASecondToArriveAtTheEnd) {
+    const guint id = declare(handler, alarmKeys("A", false), false);
+    const guint event = declare(handler, textKeys("Event"), true);
+    ASSERT_TRUE(observer.sees(appTopic("A"), "false"));
+    ASSERT_TRUE(isOnline());
+    broker.pause();
+    EXPECT_TRUE(send(handler, id, {{"active", "", true}}));
+    broker.kill();
+    ASSERT_TRUE(observer.waitUntil([&] { return !send(handler, event, {}); })) << "lost by now";
+    const auto begin = Clock::now();
+    zq_event_host_stop();
+    EXPECT_GE(Clock::now() - begin, 990ms);
 }
 
 TEST_F(EventBusTest, EndsAtOnceWhenNothingWaits) {
