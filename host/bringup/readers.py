@@ -10,6 +10,7 @@ from bringup.processes import Children, Process
 from bringup.sources import Source
 
 _FIRST_DELAY, _LAST_DELAY = 0.1, 1.0  # seconds until one that ended is started again, doubling
+_STEADY = 10.0  # one that ran this many seconds starts over with the first delay
 _PIPE = 1 << 20  # bytes
 
 
@@ -21,7 +22,10 @@ class Reader:
 
     def __init__(self, source: Source, once: bool, children: Children, log_folder: str, name: str):
         self.reading, self._writing = os.pipe()
-        fcntl.fcntl(self._writing, fcntl.F_SETPIPE_SZ, _PIPE)
+        try:
+            fcntl.fcntl(self._writing, fcntl.F_SETPIPE_SZ, _PIPE)
+        except OSError:
+            pass  # this user has had all the room there is for pipes: a usual one will do
         arguments = ["--once"] if once else []
         self._command = sandbox.confined(["plinth-reader", *arguments, source.place], network=True)
         self._children, self._log_folder, self._name = children, log_folder, name
@@ -35,10 +39,13 @@ class Reader:
 
     async def _keep(self) -> None:
         """Runs the reader until its source has ended, which it says by status 0."""
-        delay = _FIRST_DELAY
+        clock = asyncio.get_running_loop().time
+        delay, started = _FIRST_DELAY, clock()
         while await self._run() != 0:
+            if clock() - started >= _STEADY:
+                delay = _FIRST_DELAY
             await asyncio.sleep(delay)
-            delay = min(2 * delay, _LAST_DELAY)
+            delay, started = min(2 * delay, _LAST_DELAY), clock()
         os.close(self._writing)
 
     async def _run(self) -> int:

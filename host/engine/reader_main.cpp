@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -32,8 +30,6 @@ void run(const std::vector<std::string>& arguments) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
-    // There is nothing to put in order.
-    std::signal(SIGTERM, [](int) { _exit(0); });
     try {
         run({argv + 1, argv + argc});
     } catch (const std::exception& error) {

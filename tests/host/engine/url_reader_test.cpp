@@ -203,7 +203,7 @@ TEST_F(UrlReaderTest, PlaysAFileAgainAsAnotherSession) {
     ASSERT_GE(records.size(), 30u);
     EXPECT_NE(records.front().head.session, records.back().head.session);
     kill(process, SIGTERM);
-    EXPECT_EQ(wait(), 0);
+    EXPECT_EQ(wait(), -SIGTERM);  // 0 would say that the source has ended
 }
 
 TEST_F(UrlReaderTest, TriesAgainUntilTheSourceIsThere) {
@@ -219,7 +219,7 @@ TEST_F(UrlReaderTest, TriesAgainUntilTheSourceIsThere) {
     const std::string told = folder.read("err");
     EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
     kill(process, SIGTERM);
-    EXPECT_EQ(wait(), 0);
+    EXPECT_EQ(wait(), -SIGTERM);  // 0 would say that the source has ended
 }
 
 TEST_F(UrlReaderTest, EndsWhenNobodyReads) {
@@ -248,7 +248,7 @@ TEST_F(UrlReaderTest, TakesUpACameraAgainThatWasLost) {
     EXPECT_EQ(records.front().head.width, 192);
     EXPECT_NE(records.front().head.session, records.back().head.session);
     kill(process, SIGTERM);
-    EXPECT_EQ(wait(), 0);
+    EXPECT_EQ(wait(), -SIGTERM);  // 0 would say that the source has ended
     EXPECT_THAT(folder.read("err"), testing::HasSubstr(": connected\n"));
     EXPECT_THAT(folder.read("err"), testing::HasSubstr(": the stream was lost\n"));
 }
