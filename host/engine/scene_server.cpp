@@ -211,10 +211,13 @@ void SceneServer::acceptClients() {
             return;
         }
         if (clients.size() >= limits.clients) {
-            std::fprintf(stderr, "plinth: a client was turned away, there are %zu\n",
-                         clients.size());
+            if (!std::exchange(fullTold, true)) {
+                std::fprintf(stderr, "plinth: clients are turned away, there are %zu\n",
+                             clients.size());
+            }
             continue;
         }
+        fullTold = false;
         setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &sendBuffer, sizeof sendBuffer);
         auto client = std::make_unique<SceneClient>(
             std::move(socket), std::chrono::steady_clock::now() + limits.handshake);

@@ -86,6 +86,7 @@ private:
     unsigned long inode = 0;
     Time acceptAgain = Time::max();  // unless max, the listener rests until then
     std::unordered_map<int, std::unique_ptr<SceneClient>> clients;  // the server thread's
+    bool fullTold = false;  // of clients turned away since the last one was taken
 
     std::mutex inboxMutex;
     std::vector<Delivery> inbox;  // guarded by inboxMutex
