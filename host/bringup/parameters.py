@@ -61,15 +61,15 @@ def update(path: str, derived: dict[str, str], asked: list[tuple[str, str]]) -> 
             del values[known]
         if value:
             values[name] = value
-    with open(path + ".new", "w", encoding="utf-8", errors="surrogateescape") as file:
+    with open(path + ".new", "w", encoding="utf-8", errors="surrogateescape", newline="") as file:
         file.writelines(f"{name}={value}\n" for name, value in values.items())
     os.replace(path + ".new", path)
 
 
 def _read(path: str) -> dict[str, str]:
     try:
-        with open(path, encoding="utf-8", errors="surrogateescape") as file:
-            lines = file.read().splitlines()
+        with open(path, encoding="utf-8", errors="surrogateescape", newline="") as file:
+            lines = [line.removesuffix("\r") for line in file.read().split("\n")]
     except FileNotFoundError:
         return {}
     pairs = (line.partition("=") for line in lines if "=" in line and not line.lstrip().startswith("#"))

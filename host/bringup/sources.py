@@ -35,11 +35,11 @@ class Source:
 
     @property
     def name(self) -> str:
-        """What messages and parameters call it; never the credentials of a URL."""
+        """What messages and parameters call it, one line; never the credentials of a URL."""
         if self.kind == "url":
             url = urlsplit(self.place)
             return (url.hostname or "") + url.path
-        return os.path.basename(self.place)
+        return re.sub(r"[\x00-\x1f\x7f]", "?", os.path.basename(self.place))
 
     def open(self) -> int:
         """A file's descriptor, open for reading."""
