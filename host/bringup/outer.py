@@ -7,6 +7,7 @@ import json
 import os
 import signal
 import socket
+import stat
 import subprocess
 import sys
 from dataclasses import dataclass
@@ -50,7 +51,7 @@ class _Plan:
         descriptions = sources.describe(options.sources, self.files)
         derived = parameters.derive(options.sources, descriptions, options.transport)
         parameters.update(os.path.join(self.state, "parameters.conf"), derived, options.parameters)
-        self.records = _open_records(options.record, len(options.sources))
+        self.records = _open_records(options.record, [fd for fd in self.files if fd is not None], len(self.files))
 
     def endpoints(self) -> dict[str, str]:
         """The four addresses that the user is told."""
@@ -90,15 +91,22 @@ def _listen(host: str, port: int) -> socket.socket:
     return listener
 
 
-def _open_records(path: str | None, count: int) -> list[tuple[int, str]]:
-    """The files to record into with their names: FILE, FILE.2 and so on."""
+def _open_records(path: str | None, played: list[int], count: int) -> list[tuple[int, str]]:
+    """The files to record into with their names: FILE, FILE.2 and so on. The engine empties them."""
     if path is None:
         return []
     names = [path] + [f"{path}.{camera}" for camera in range(2, count + 1)]
     try:
-        return [(os.open(name, os.O_WRONLY | os.O_CREAT | os.O_TRUNC | os.O_CLOEXEC, 0o644), name) for name in names]
+        # A named pipe nobody reads must not hold up the start.
+        records = [(os.open(name, os.O_WRONLY | os.O_CREAT | os.O_NONBLOCK | os.O_CLOEXEC, 0o644), name) for name in names]
     except OSError as error:
         raise BadInput(f"{error.filename}: {error.strerror}") from None
+    for fd, name in records:
+        if any(os.path.sameopenfile(fd, source) for source in played):
+            raise BadInput(f"{name}: is a source; it would be lost")
+        if not stat.S_ISREG(os.fstat(fd).st_mode):
+            raise BadInput(f"{name}: not a regular file")
+    return records
 
 
 @dataclass

@@ -516,6 +516,14 @@ class BadInput(BringupTest):
         self.assertIn("bad.jsonl:2", self.refused("--scenes", bad))
         self.assertIn("bad.jsonl", self.refused("--video", bad))
 
+    def test_a_recording_is_never_written_over_a_source_nor_into_what_is_no_file(self):
+        os.symlink(self.scenes, self.folder + "/record.2")
+        before = os.path.getsize(self.scenes)
+        self.assertIn("is a source", self.refused("--scenes", self.scenes, "--record", self.scenes))
+        self.assertIn("is a source", self.refused("--scenes", self.scenes, "--scenes", self.scenes, "--record", self.folder + "/record"))
+        self.assertEqual(os.path.getsize(self.scenes), before)
+        self.refused("--scenes", self.scenes, "--record", "/dev/null")
+
     def test_malformed_urls_are_refused(self):
         for url in ("rtsp://", "rtsp:/host/x", "http://host:port/", "rtsp://host:99999/", "rtsp://ho st/", "nosuch://host/x"):
             with self.subTest(url):
