@@ -24,9 +24,10 @@ _STOPPING = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
 def main(arguments: list[str], only_check: bool) -> int:
     options = parse(arguments)
-    password = web.read_password(options.password_file) if options.password_file else None
     if only_check:
+        _check_password(options.password_file)
         return 0
+    password = web.read_password(options.password_file) if options.password_file else None
     for number in _STOPPING:
         signal.signal(number, lambda *_: sys.exit(0))  # nothing runs yet but helpers, which end with this
     sandbox.require()
@@ -35,6 +36,12 @@ def main(arguments: list[str], only_check: bool) -> int:
         options.sources.append(sample_video.source())
     plan = _Plan(options, password)
     return asyncio.run(_Outer(options, plan).run())
+
+
+def _check_password(path: str | None) -> None:
+    """Refuses a bad password file. A pipe, such as a shell's <(...), can be read once only, so it is left alone."""
+    if path is not None and not (os.path.exists(path) and stat.S_ISFIFO(os.stat(path).st_mode)):
+        web.read_password(path)
 
 
 class _Plan:

@@ -397,6 +397,15 @@ class Web(BringupTest):
             self.assertEqual(device.enter("curl", "-s", "-o", "/dev/null", "-w", "%{http_code}", "http://127.0.0.1:8080/"), "200")
 
 
+    def test_takes_the_password_from_a_pipe(self):
+        reading, writing = os.pipe()
+        os.write(writing, b"s3cret\n")
+        os.close(writing)
+        with self.device("--listen", "127.0.0.1", "--password-file", "/dev/stdin", stdin=reading) as device:
+            os.close(reading)
+            self.assertEqual(self.curl("-u", "admin:s3cret", device.endpoints["page"]), "200")
+
+
 class WebSocketClient:
     """Just enough of a WebSocket client to speak to /events."""
 
