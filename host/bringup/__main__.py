@@ -1,6 +1,7 @@
 """Entry of both halves: `python3 host/bringup {check,start,enter,service,inside} ...`, called by ./run."""
 
 import os
+import signal
 import sys
 
 sys.path[0] = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
@@ -21,13 +22,32 @@ def main(mode: str, arguments: list[str]) -> int:
         from bringup import enter
 
         return enter.main(arguments)
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, lambda *_: sys.exit(0))  # nothing runs yet but helpers, which end with this
     from bringup import outer
 
     return outer.main(arguments, only_check=mode == "check")
 
 
+def open_standard_streams() -> None:
+    """A stream that the caller has closed is nothing to read or write, never the next file opened here."""
+    while (fd := os.open(os.devnull, os.O_RDWR)) <= 2:
+        os.set_inheritable(fd, True)
+    os.close(fd)
+    for name, fd, mode in (("stdin", 0, "r"), ("stdout", 1, "w"), ("stderr", 2, "w")):
+        if getattr(sys, name) is None:
+            setattr(sys, name, open(fd, mode, encoding="utf-8", closefd=False))
+        elif mode == "w":
+            getattr(sys, name).reconfigure(errors="backslashreplace")
+
+
 try:
+    open_standard_streams()
     sys.exit(main(sys.argv[1], sys.argv[2:]))
 except BringupError as error:
     print(f"tarnwatch: {error}", file=sys.stderr)
     sys.exit(error.status)
+except OSError as error:
+    place = os.fsdecode(error.filename) + ": " if isinstance(error.filename, (str, bytes)) else ""
+    print(f"tarnwatch: {place}{error.strerror or error}", file=sys.stderr)
+    sys.exit(1)

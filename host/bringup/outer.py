@@ -28,8 +28,6 @@ def main(arguments: list[str], only_check: bool) -> int:
         _check_password(options.password_file)
         return 0
     password = web.read_password(options.password_file) if options.password_file else None
-    for number in _STOPPING:
-        signal.signal(number, lambda *_: sys.exit(0))  # nothing runs yet but helpers, which end with this
     sandbox.require()
     sources.check_urls(options.sources)
     if not options.sources:
@@ -145,6 +143,7 @@ class _Outer:
         self._watch(self._until_gone(device))
         ending = await self._ending
         await self._wind_up(writer, readers, children)
+        signal.pthread_sigmask(signal.SIG_BLOCK, _STOPPING)  # one more request changes nothing now
         if ending.message:
             print(f"tarnwatch: {ending.message}", file=sys.stderr)
         return ending.status
@@ -155,7 +154,15 @@ class _Outer:
             self._ending.set_result(_Ending(status, message))
 
     def _watch(self, coroutine) -> None:
-        self._tasks.append(asyncio.create_task(coroutine))
+        task = asyncio.create_task(coroutine)
+        task.add_done_callback(self._end_if_failed)
+        self._tasks.append(task)
+
+    def _end_if_failed(self, task: asyncio.Task) -> None:
+        """A device that cannot be watched any more is ended, not left to itself: the disk is full, say."""
+        error = None if task.cancelled() else task.exception()
+        if error is not None:
+            self._end(1, str(error))
 
     def _start_readers(self, children: Children) -> dict[int, Reader]:
         """A reader for each URL source, by the source's place in the order."""

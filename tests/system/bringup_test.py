@@ -164,6 +164,43 @@ class Enter(BringupTest):
             self.assertEqual(device.enter("echo", "far"), "far\n")
 
 
+class Surroundings(BringupTest):
+    """A caller that is not as usual, and a state folder that cannot be used."""
+
+    def options(self):
+        return ["--scenes", self.scenes, "--state", self.folder + "/s", "--port", "0", "--mqtt-port", "0"]
+
+    def test_streams_the_caller_has_closed_are_nothing(self):
+        ask = "curl -s -o /dev/null -w %{http_code} http://127.0.0.1:8080/ >&2"
+        for closed in ("<&-", ">&-", "<&- >&-"):
+            with self.subTest(closed):
+                script = f'"$@" --then sh -c "cat; {ask}" </dev/null {closed}'
+                done = subprocess.run(["sh", "-c", script, "sh", RUN, "--no-install", "--no-build", *self.options()],
+                                      capture_output=True, text=True, timeout=60)  # fmt: skip
+                self.assertEqual((done.returncode, done.stderr), (0, "200"))
+                self.assertEqual(done.stdout.startswith("Tarnwatch is up"), ">&-" not in closed)
+
+    def test_a_state_folder_that_cannot_be_printed_serves_as_any(self):
+        state = self.folder + "/\N{EURO SIGN}"
+        environment = dict(os.environ, PYTHONIOENCODING="ascii:strict")
+        done = run(*self.options(), "--state", state, "--then", "true", env=environment)
+        self.assertEqual((done.returncode, done.stdout.splitlines()[-1]), (0, f"  state    {self.folder}/\\u20ac"))
+
+    def test_what_cannot_be_written_is_told_in_one_line(self):
+        for name in ("parameters.conf", "endpoints.json", "log/bringup.log"):
+            with self.subTest(name), tempfile.TemporaryDirectory() as state:
+                os.makedirs(os.path.join(state, name))
+                done = run(*self.options(), "--state", state)
+                self.assertEqual((done.returncode, done.stderr), (1, f"tarnwatch: {state}/{name}: Is a directory\n"))
+                self.assertEqual(processes_of(state), {})
+
+    def test_a_device_that_cannot_tell_that_it_is_up_ends(self):
+        application = stand_in.APPLICATION + "os.mkdir('/run/device/state/endpoints.json.new')\nonline()\nforever()\n"
+        with self.device(application=application, config=configuration([]), up=False) as device:
+            self.assertEqual(device.until_gone(), 1)
+            self.assertRegex(device.errors(), r"\Atarnwatch: .*endpoints\.json\.new.*\n\Z")
+
+
 class Services(BringupTest):
     def test_are_held_down_and_let_go_by_either_name(self):
         with self.device() as device:
