@@ -1,7 +1,6 @@
 """Entry of both halves: `python3 host/bringup {check,start,enter,service,inside} ...`, called by ./run."""
 
 import os
-import signal
 import sys
 
 sys.path[0] = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
@@ -22,8 +21,6 @@ def main(mode: str, arguments: list[str]) -> int:
         from bringup import enter
 
         return enter.main(arguments)
-    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-        signal.signal(number, lambda *_: sys.exit(0))  # nothing runs yet but helpers, which end with this
     from bringup import outer
 
     return outer.main(arguments, only_check=mode == "check")

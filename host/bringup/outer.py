@@ -22,7 +22,27 @@ _PR_SET_CHILD_SUBREAPER = 36
 _STOPPING = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
 
+class _EarlyStop:
+    """Ends this process on a stop request before there is a device: nothing runs but helpers, which end
+    with it. Python drops an exception that a signal handler raises at certain moments (in the end of an
+    object, say), so the request is kept as well."""
+
+    asked = False
+
+    @classmethod
+    def take(cls, *_) -> None:
+        cls.asked = True
+        sys.exit(0)
+
+    @classmethod
+    def begin(cls) -> None:
+        for number in _STOPPING:
+            signal.signal(number, cls.take)
+        signal.pthread_sigmask(signal.SIG_UNBLOCK, _STOPPING)  # ./run has blocked them
+
+
 def main(arguments: list[str], only_check: bool) -> int:
+    _EarlyStop.begin()
     options = parse(arguments)
     if only_check:
         _check_password(options.password_file)
@@ -133,6 +153,8 @@ class _Outer:
         self._ending = loop.create_future()
         for number in _STOPPING:
             loop.add_signal_handler(number, self._end, 0)
+        if _EarlyStop.asked:
+            return 0
         _adopt_orphans()
         children = Children()
         readers = self._start_readers(children)
