@@ -54,9 +54,9 @@ class CommandServer:
         streams: list[int] = []
         try:
             await _readable(connection)
-            packet, streams, _, _ = socket.recv_fds(connection, enter.PACKET, 3)
-            request = json.loads(packet.decode("utf-8", "surrogateescape")) if len(streams) == 3 else None
-            if request is not None:
+            _, streams, _, _ = socket.recv_fds(connection, enter.PACKET, 4)
+            if len(streams) == 4:
+                request = _read_request(streams.pop())
                 status = await self._answer(connection, request, streams)
                 connection.send(json.dumps({"status": status}).encode())
         except (OSError, ValueError, LookupError):
@@ -102,6 +102,12 @@ class CommandServer:
                 return "", 0
         names = ", ".join(service.program.name for service in self._services)
         return f"service: no {arguments[1]} here; there are {names}\n", 2
+
+
+def _read_request(descriptor: int) -> dict:
+    with open(descriptor, "rb") as file:
+        file.seek(0)
+        return json.load(file)
 
 
 async def _attend(connection: socket.socket, process: Process) -> int:

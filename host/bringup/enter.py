@@ -1,8 +1,9 @@
 """The caller's side of a command run inside a device.
 
-A sequenced-packet socket in the state folder. The caller's first packet is a JSON object of `argv`,
-`cwd` and `environment` with its three standard streams; later ones are `{"signal": n}`. The device
-answers `{"status": n}` when the command has ended. Either side going away ends the other's part.
+A sequenced-packet socket in the state folder. The caller's first packet carries its three standard
+streams and a file with a JSON object of `argv`, `cwd` and `environment` (a file, because these may be
+larger than a packet); later ones are `{"signal": n}`. The device answers `{"status": n}` when the
+command has ended. Either side going away ends the other's part.
 """
 
 import asyncio
@@ -15,7 +16,7 @@ from bringup.errors import BringupError
 from bringup.options import parse_enter
 
 SOCKET = "enter.sock"
-PACKET = 1 << 20  # bytes, the most a packet may have
+PACKET = 4096  # bytes, more than any packet has
 
 _FORWARDED = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT)
 
@@ -59,10 +60,13 @@ def connect(state: str) -> socket.socket:
 async def run(connection: socket.socket, command: list[str]) -> int:
     """Runs a command inside with this process's standard streams; its exit status."""
     request = json.dumps({"argv": command, "cwd": _working_folder(), "environment": dict(os.environ)})
-    try:
-        socket.send_fds(connection, [request.encode("utf-8", "surrogateescape")], [0, 1, 2])
-    except OSError as error:
-        raise BringupError(f"{command[0]}: {error.strerror}") from None
+    with open(os.memfd_create("request"), "w+b") as file:
+        file.write(request.encode())
+        file.flush()
+        try:
+            socket.send_fds(connection, [b"run"], [0, 1, 2, file.fileno()])
+        except OSError as error:
+            raise BringupError(f"{command[0]}: {error.strerror}") from None
     try:
         answer = await asyncio.get_running_loop().sock_recv(connection, PACKET)
     except OSError:

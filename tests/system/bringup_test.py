@@ -158,6 +158,12 @@ class Enter(BringupTest):
             self.assertEqual(caller.communicate()[1], "tarnwatch: the device ended while sleep ran\n")
             self.assertEqual(caller.returncode, 1)
 
+    def test_carries_arguments_and_environment_however_large(self):
+        with self.device() as device:
+            large = "x" * 120_000
+            sizes = device.enter("sh", "-c", 'echo ${#1} ${#2} ${#3} ${#LARGE}', "sh", large, large, large, env=dict(os.environ, LARGE=large))
+            self.assertEqual(sizes.split(), ["120000"] * 4)
+
     def test_works_with_a_state_folder_longer_than_a_socket_address(self):
         state = os.path.join(self.folder, "x" * 120, "state")
         with self.device(state=state) as device:
