@@ -9,6 +9,7 @@ import threading
 from bringup import logs
 
 _MESSAGE = re.compile(r"<(\d{1,3})>(?:[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d )?(.*)", re.DOTALL)
+_PIECE = 100  # messages written at a time
 _APPLICATION = re.compile(r"[Tt]arnwatch(?:\[\d+\])?: ?")
 
 
@@ -38,21 +39,25 @@ class SyslogReader:
     def _read(self) -> None:
         while self._closing not in select.select([self._socket, self._closing], [], [])[0]:
             self._drain()
-        self._drain()
+        while self._drain():
+            pass
 
-    def _drain(self) -> None:
+    def _drain(self) -> bool:
+        """Writes what lies in the socket, as far as it goes into one piece; whether there was more."""
         application, others = [], []
+        more = True
         try:
-            for _ in range(100):
+            for _ in range(_PIECE):
                 level, text = parse(self._socket.recv(1 << 18, socket.MSG_DONTWAIT))
                 own = _APPLICATION.match(text)
                 (application if own else others).append(logs.line(level, text[own.end() :] if own else text))
         except BlockingIOError:
-            pass
+            more = False
         if application:
             self._application.write(b"".join(application))
         if others:
             self._others.write(b"".join(others))
+        return more
 
 
 def parse(datagram: bytes) -> tuple[int, str]:

@@ -1,6 +1,10 @@
 import os
+import select
+import socket
 import tempfile
+import threading
 import unittest
+from unittest import mock
 
 from bringup import logs, syslog_reader
 
@@ -24,6 +28,34 @@ class Messages(unittest.TestCase):
                                    (b"<14>no date", (6, "no date")), (b"plain", (6, "plain")), (b"", (6, ""))):  # fmt: skip
             with self.subTest(datagram):
                 self.assertEqual(syslog_reader.parse(datagram), expected)
+
+
+class Reader(unittest.TestCase):
+    def test_all_that_lies_unread_at_the_close_is_written(self):
+        with tempfile.TemporaryDirectory() as folder, socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender, \
+                mock.patch.object(syslog_reader, "_PIECE", 2):  # fmt: skip
+            reader = syslog_reader.SyslogReader(folder + "/socket", folder)
+            writing, go_on = threading.Event(), threading.Event()
+            write = reader._others.write
+
+            def held_up(lines):
+                writing.set()
+                go_on.wait()
+                write(lines)
+
+            reader._others.write = held_up
+            sender.connect(folder + "/socket")
+            sender.send(b"<14>0")
+            writing.wait()
+            for number in range(1, 9):
+                sender.send(b"<14>%d" % number)
+            closer = threading.Thread(target=reader.close)
+            closer.start()
+            select.select([reader._closing], [], [])
+            go_on.set()
+            closer.join()
+            with open(folder + "/syslog.log", encoding="utf-8") as file:
+                self.assertEqual([line.split()[-1] for line in file], [str(number) for number in range(9)])
 
 
 class Files(unittest.TestCase):
