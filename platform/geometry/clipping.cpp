@@ -129,11 +129,18 @@ void split(const Path& outline, Paths holes, std::vector<Piece>& pieces) {
     }
 }
 
-// Holes that vanish on the grid are none.
+// Whether a vertical line can go through, away from both sides: otherwise a cut would leave the
+// hole as it is.
+bool canBeCut(const Path& hole) {
+    const Bounds bounds = boundsOf(hole);
+    return bounds.right - bounds.left >= 2 * kScale + 2;
+}
+
+// Holes that vanish on the grid, or on the fine one, are none.
 Paths holesOnGrid(const ClipperLib::PolyNode& outline) {
     Paths holes;
     for (const ClipperLib::PolyNode* hole : outline.Childs) {
-        if (!roundedToGrid(hole->Contour).empty()) {
+        if (canBeCut(hole->Contour) && !roundedToGrid(hole->Contour).empty()) {
             holes.push_back(hole->Contour);
         }
     }

@@ -254,6 +254,20 @@ TEST(GeometryClip, OpensAHoleNarrowerThanTheGrid) {
     }
 }
 
+TEST(GeometryClip, TakesAHoleThatNoLineGoesThroughForNone) {
+    // Winds round everything but a pocket 1/65536 of a unit wide, which lies across grid lines.
+    constexpr std::int16_t low = -32768;
+    constexpr std::int16_t high = 32767;
+    const Shape pocketed{{low, low}, {high, low}, {high, high}, {low, high}, {low, low}, {0, low},
+                         {1, 32762}, {1, 32761},  {0, low},     {low, low},  {-11, -6},  {5, -2},
+                         {5, high},  {-11, high}, {-11, -6},    {low, low},  {-9, low},  {7, low},
+                         {7, -2},    {-9, -6},    {-9, low}};
+    const Shape frame{{-32767, -32767}, {32766, -32767}, {32766, 32766}, {-32767, 32766}};
+    const auto pieces = clip(pocketed, frame, GM_CLIP_INTERSECTION);
+    EXPECT_THAT(pieces, SizeIs(1));
+    EXPECT_EQ(2 * 65533LL * 65533, twiceArea(pieces));
+}
+
 TEST(GeometryClip, OpensManyHolesAndKeepsIslands) {
     // A frame of two rings, each a piece with a hole, the inner ring within the outer one's hole.
     const Shape outer{{0, 0}, {0, 100}, {100, 100}, {100, 0}};
