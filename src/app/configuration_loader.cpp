@@ -26,7 +26,7 @@ constexpr std::size_t kDumpFlags = JSON_REAL_PRECISION(4);
 std::string saveAndRefresh(const JsonAutoPtr& document, const std::string& path) {
     PersistentConfigHandler::save(document.get(), path);
     char* text = json_dumps(document.get(), kDumpFlags);
-    const std::string result = text != nullptr ? text : "";
+    std::string result = text != nullptr ? text : "";
     std::free(text);
     return result;
 }
