@@ -1,16 +1,12 @@
 // One scene through the whole road of a camera: payload to verdicts, with the default filters and
 // outlines of 8 vertices. No event is sent: where objects alarm, the event is on already. The
 // arguments are the number of objects and of profiles. "allocations" is what the guards of one
-// profile allocate for one scene, beyond what decoding and tracking need; it is not counted under
-// ThreadSanitizer, which brings an operator new of its own.
+// profile allocate for one scene, beyond what decoding and tracking need.
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
-#include <cstdlib>
-#include <new>
 #include <numbers>
 #include <string>
 
@@ -22,49 +18,7 @@
 #include "guard/area_guard.h"
 #include "scene/scene_encoder.h"
 #include "scene/socket_camera.h"
-
-#if defined(__SANITIZE_THREAD__)
-#define HAS_OWN_NEW
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define HAS_OWN_NEW
-#endif
-#endif
-
-namespace {
-
-std::atomic<long> allocations{0};
-
-[[maybe_unused]] void* counted(std::size_t size) {
-    ++allocations;
-    if (void* block = malloc(size)) {
-        return block;
-    }
-    throw std::bad_alloc();
-}
-
-}  // namespace
-
-#ifndef HAS_OWN_NEW
-void* operator new(std::size_t size) {
-    return counted(size);
-}
-void* operator new[](std::size_t size) {
-    return counted(size);
-}
-void operator delete(void* block) noexcept {
-    free(block);
-}
-void operator delete[](void* block) noexcept {
-    free(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    free(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-    free(block);
-}
-#endif
+#include "support/allocation_counter.h"
 
 namespace {
 
@@ -131,9 +85,9 @@ public:
     void run() { run(payload); }
 
     long allocationsOfOneScene() {
-        const long before = allocations;
+        const std::size_t before = allocationCount;
         run();
-        return allocations - before;
+        return static_cast<long>(allocationCount - before);
     }
 
 private:
