@@ -96,8 +96,13 @@ TEST(SceneReaderConnect, LogsAndClosesWhenNobodyListens) {
 TEST(SceneReaderConnect, GivesTheNegativeDescriptorWhenNoSocketCanBeMade) {
     const SceneServer server;
     const SyslogCapture log;
-    const LowerLimit noDescriptors(RLIMIT_NOFILE, 0);
-    EXPECT_EQ(SceneReader::connect(server.path().c_str()), -1);
+    int fd = 0;
+    {
+        // Round the call alone: a sanitizer's own checks need descriptors.
+        const LowerLimit noDescriptors(RLIMIT_NOFILE, 0);
+        fd = SceneReader::connect(server.path().c_str());
+    }
+    EXPECT_EQ(fd, -1);
     EXPECT_THAT(log.lines(), ElementsAre(Line{LOG_ERR, "Invalid scene descriptor: -1\n\n"}));
 }
 
