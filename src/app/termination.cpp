@@ -1,8 +1,8 @@
 #include "app/termination.h"
 
 #include <glib.h>
+#include <poll.h>
 #include <pthread.h>
-#include <unistd.h>
 
 #include <csignal>
 
@@ -18,7 +18,7 @@ void changeMask(int how) {
 [[noreturn]] void* takeSignals(void*) {
     changeMask(SIG_UNBLOCK);
     for (;;) {
-        pause();
+        poll(nullptr, 0, -1);
     }
 }
 
