@@ -1,37 +1,45 @@
 #include "app/termination.h"
 
 #include <glib.h>
-#include <poll.h>
 #include <pthread.h>
 
 #include <csignal>
 
 namespace {
 
-void changeMask(int how) {
+void (*terminationHandler)(int) = nullptr;
+
+sigset_t terminationSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
-    pthread_sigmask(how, &signals, nullptr);
+    return signals;
 }
 
+// Takes the signals one by one instead of being interrupted by them, so that the handler may lock a
+// mutex like any other code.
 [[noreturn]] void* takeSignals(void*) {
-    changeMask(SIG_UNBLOCK);
+    const sigset_t signals = terminationSignals();
     for (;;) {
-        poll(nullptr, 0, -1);
+        int signal = 0;
+        if (sigwait(&signals, &signal) == 0) {
+            terminationHandler(signal);
+        }
     }
 }
 
 }  // namespace
 
 bool Termination::deliverTo(void (*handler)(int)) {
+    const sigset_t signals = terminationSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     struct sigaction action = {};
     action.sa_handler = handler;
-    changeMask(SIG_BLOCK);
     if (sigaction(SIGTERM, &action, nullptr) != 0) {
-        changeMask(SIG_UNBLOCK);
+        pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
         return false;
     }
+    terminationHandler = handler;
     g_thread_unref(g_thread_new(nullptr, takeSignals, nullptr));
     return true;
 }
