@@ -20,9 +20,10 @@ std::atomic<long> firstCallTime{0};
 
 void note(int id) {
     lastId = id;
-    if (calls++ == 0) {
+    if (calls == 0) {
         firstCallTime = g_get_monotonic_time();
     }
+    ++calls;
 }
 
 std::atomic<int> selfRemovingCalls{0};
