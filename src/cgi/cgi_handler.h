@@ -60,6 +60,9 @@ public:
 
     virtual ~CGI_Handler();
 
+    /// The path of the stored configuration.
+    const std::string& getConfigurationPath() const { return configurationPath; }
+
     /// Throws StatusException(message, status) when the condition holds.
     void throwIf(bool condition, const std::string& message, StatusCode_e status) const;
 
