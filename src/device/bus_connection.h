@@ -30,10 +30,11 @@ public:
     BusConnection(const BusConnection&) = delete;
     BusConnection& operator=(const BusConnection&) = delete;
 
-    /// Connects, for the first time. Throws std::runtime_error: with "Could not create dbus
-    /// connection" when there is no bus, "Dbus connection is closed" when the process's shared
-    /// connection is a closed one. It is tried again in either case. To be called once.
-    void open();
+    /// Connects, for the first time; to be called once. Returns what g_bus_get_sync() gives, to be
+    /// released with g_object_unref(): null, with `error` set, when there is no bus; a closed one
+    /// when the process's shared connection is closed and still held. It is tried again in either
+    /// case.
+    GDBusConnection* open(GError** error = nullptr);
 
     /// A reference of the caller's own to the present connection, to be released with
     /// g_object_unref(); null while there is none that is open. An open one can close at any time:
