@@ -24,6 +24,7 @@ class Options:
     seconds: float | None = None
     record: str | None = None
     then: list[str] | None = None
+    dump_pictures: str | None = None
 
 
 class _Parser(argparse.ArgumentParser):
@@ -47,6 +48,7 @@ def _parser() -> _Parser:
     parser.add_argument("--password-file", type=_text)
     parser.add_argument("--for", dest="seconds", type=_seconds)
     parser.add_argument("--record", type=_text)
+    parser.add_argument("--dump-pictures", type=_text)
     parser.add_argument("--no-install", action="store_true")
     parser.add_argument("--no-build", action="store_true")
     return parser

@@ -2,6 +2,7 @@
 the readers of URLs; starts the sandbox and tells its user."""
 
 import asyncio
+import errno
 import fcntl
 import json
 import os
@@ -76,6 +77,7 @@ class _Plan:
         descriptions = sources.describe(options.sources, self.files)
         derived = parameters.derive(options.sources, descriptions, options.transport)
         parameters.update(os.path.join(self.state, "parameters.conf"), derived, options.parameters)
+        self.pictures = _make_pictures_folder(options.dump_pictures)
         self.records = _open_records(options.record, [fd for fd in self.files if fd is not None], len(self.files))
 
     def endpoints(self) -> dict[str, str]:
@@ -103,6 +105,18 @@ def _make_state_folder(state: str) -> int:
     except FileNotFoundError:
         pass
     return lock
+
+
+def _make_pictures_folder(path: str | None) -> str | None:
+    if path is None:
+        return None
+    try:
+        os.makedirs(path, exist_ok=True)
+    except OSError as error:
+        raise BadInput(f"{path}: {error.strerror}") from None
+    if not os.access(path, os.W_OK | os.X_OK):
+        raise BadInput(f"{path}: {os.strerror(errno.EACCES)}")
+    return os.path.abspath(path)
 
 
 def _listen(host: str, port: int) -> socket.socket:
@@ -204,6 +218,7 @@ class _Outer:
         engine = sources.engine_arguments(self._options.sources, fds)
         engine += [self._options.at_end] if self._options.at_end else []
         engine += [part for fd, name in plan.records for part in ("--record-fd", str(fd), os.path.basename(name))]
+        engine += ["--dump", sandbox.PICTURES] if plan.pictures else []
         outside = [listener.getsockname()[:2] for listener in (plan.web, plan.events)]
         return {
             "engine": engine,
@@ -220,7 +235,7 @@ class _Outer:
         handed_in += self._source_fds(readers) + [fd for fd, _ in plan.records]
         output = logs.open_log(plan.logs, "bringup")
         device = children.spawn(
-            sandbox.device(plan.state, command), stdin=subprocess.DEVNULL, stdout=output, stderr=output,
+            sandbox.device(plan.state, plan.pictures, command), stdin=subprocess.DEVNULL, stdout=output, stderr=output,
             pass_fds=handed_in,
         )  # fmt: skip
         os.close(output)

@@ -14,14 +14,16 @@ BUILD = os.path.abspath(os.environ.get("TARNWATCH_BUILD") or os.path.join(ROOT, 
 APPLICATION = "/usr/local/packages/ktw"
 DEVICE = "/run/device"
 PROGRAMS = f"{DEVICE}/bin"
+PICTURES = f"{DEVICE}/pictures"
 
 # An ordinary user of its own makes root and other callers the same inside: servers drop no privileges.
 _USER = ["--unshare-user", "--uid", "1000", "--gid", "1000", "--cap-drop", "ALL"]
 
 
-def device(state: str, command: list[str]) -> list[str]:
-    """bwrap's command line for a device with `command` as its first process. It is not killed with its
-    parent: it sees the end of its channel and stops in order."""
+def device(state: str, pictures: str | None, command: list[str]) -> list[str]:
+    """bwrap's command line for a device with `command` as its first process; `pictures` is a folder to
+    keep pictures in. It is not killed with its parent: it sees the end of its channel and stops in
+    order."""
     return [
         "bwrap",
         *_bind("--ro-bind", "/", "/"), "--dev", "/dev", "--proc", "/proc",
@@ -31,6 +33,7 @@ def device(state: str, command: list[str]) -> list[str]:
         *_bind("--ro-bind", os.path.join(BUILD, "lib"), f"{APPLICATION}/lib"),
         "--dir", "/run/dbus", "--dir", "/run/plinth", "--symlink", f"{DEVICE}/log", "/dev/log",
         *_bind("--bind", state, f"{DEVICE}/state"),
+        *(_bind("--bind", pictures, PICTURES) if pictures else []),
         *_bind("--ro-bind", os.path.join(ROOT, "host", "bringup"), f"{DEVICE}/bringup"),
         *_bind("--ro-bind", os.path.join(ROOT, "host", "conf"), f"{DEVICE}/conf"),
         *_bind("--ro-bind", os.path.join(ROOT, "web"), f"{DEVICE}/web"),

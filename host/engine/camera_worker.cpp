@@ -6,10 +6,12 @@
 #include "engine/scene_server.h"
 
 CameraWorker::CameraWorker(int camera, std::unique_ptr<Source> cameraSource,
-                           std::optional<RecordingWriter> writer, Clock& time)
+                           std::optional<RecordingWriter> writer,
+                           std::unique_ptr<PictureListener> pictures, Clock& time)
     : number(camera),
       source(std::move(cameraSource)),
       recorder(std::move(writer)),
+      pictureListener(std::move(pictures)),
       clock(time),
       opened(source->isLive()) {}
 
@@ -60,5 +62,11 @@ void CameraWorker::onScene(const SceneRecord& scene) {
     server->publish(number, scene);
     if (recorder) {
         recorder->add(scene);
+    }
+}
+
+void CameraWorker::onPicture(const Picture& picture) {
+    if (pictureListener) {
+        pictureListener->onPicture(picture);
     }
 }

@@ -13,14 +13,14 @@ class Clock;
 class SceneServer;
 
 /// Plays one camera's source on a thread of its own, into the server and, if wished, into a
-/// recording.
+/// recording and to one who takes the pictures.
 ///
 ///     Waiting --open(), or at once if the source is live--> Playing --stop signal--> (joined)
 class CameraWorker : private SourceListener {
 public:
-    /// `time` is borrowed. `camera` counts from 1.
+    /// `time` is borrowed. `camera` counts from 1. `pictures` may be null.
     CameraWorker(int camera, std::unique_ptr<Source> source, std::optional<RecordingWriter> writer,
-                 Clock& time);
+                 std::unique_ptr<PictureListener> pictures, Clock& time);
     /// As join().
     ~CameraWorker() override;
     CameraWorker(const CameraWorker&) = delete;
@@ -35,12 +35,14 @@ public:
 
 private:
     void onScene(const SceneRecord& scene) override;
+    void onPicture(const Picture& picture) override;
     void work();
     bool waitForClient();
 
     const int number;
     const std::unique_ptr<Source> source;
-    std::optional<RecordingWriter> recorder;  // the thread's
+    std::optional<RecordingWriter> recorder;                 // the thread's
+    const std::unique_ptr<PictureListener> pictureListener;  // null for none
     Clock& clock;
     SceneServer* server = nullptr;  // borrowed
 

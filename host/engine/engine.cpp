@@ -9,6 +9,7 @@
 
 #include "engine/camera_worker.h"
 #include "engine/engine_options.h"
+#include "engine/picture_dump.h"
 #include "engine/scene_server.h"
 #include "engine/source_factory.h"
 
@@ -43,8 +44,10 @@ void Engine::serve() {
     std::vector<std::optional<RecordingWriter>> recorders = makeRecorders();
     std::vector<std::unique_ptr<CameraWorker>> workers;
     for (std::size_t i = 0; i < sources.size(); ++i) {
-        workers.push_back(std::make_unique<CameraWorker>(
-            static_cast<int>(i) + 1, std::move(sources[i]), std::move(recorders[i]), clock));
+        const int camera = static_cast<int>(i) + 1;
+        workers.push_back(std::make_unique<CameraWorker>(camera, std::move(sources[i]),
+                                                         std::move(recorders[i]),
+                                                         makePictureListener(camera), clock));
     }
     SceneServer server(options.socket, static_cast<int>(workers.size()), [&workers](int camera) {
         workers[static_cast<std::size_t>(camera) - 1]->open();
@@ -68,6 +71,11 @@ std::vector<std::optional<RecordingWriter>> Engine::makeRecorders() const {
                                  : RecordingWriter::create(file.name));
     }
     return recorders;
+}
+
+std::unique_ptr<PictureListener> Engine::makePictureListener(int camera) const {
+    return options.pictures.empty() ? nullptr
+                                    : std::make_unique<PictureDump>(options.pictures, camera);
 }
 
 std::string Engine::describe() const {

@@ -24,7 +24,7 @@ public:
 
     /// Serves until SIGTERM or SIGINT, which must be blocked in the calling thread, and which the
     /// threads it starts inherit blocked. Throws SourceError if the socket or a recording cannot be
-    /// made.
+    /// made, or if there is no folder to keep pictures in.
     void serve();
 
     /// One JSON object a line for each source.
@@ -32,6 +32,7 @@ public:
 
 private:
     std::vector<std::optional<RecordingWriter>> makeRecorders() const;
+    std::unique_ptr<PictureListener> makePictureListener(int camera) const;
 
     const EngineOptions& options;
     StopSignal stop;

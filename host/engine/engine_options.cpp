@@ -41,6 +41,8 @@ private:
             addSource(Kind::Pipe, handedFile(option));
         } else if (option == "--loop" || option == "--once") {
             options.loop = option == "--loop";
+        } else if (option == "--dump") {
+            options.pictures = value(option);
         } else if (option == "--record") {
             record = value(option);
         } else if (option == "--record-fd") {

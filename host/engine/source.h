@@ -22,13 +22,18 @@ struct Picture {
     std::int64_t time;  ///< nanoseconds, the same as its scene's
 };
 
-/// Takes what a source yields, on the source's thread.
-class SourceListener {
+/// Takes a source's pictures, on the source's thread.
+class PictureListener {
 public:
-    virtual ~SourceListener() = default;
-    virtual void onScene(const SceneRecord& scene) = 0;
+    virtual ~PictureListener() = default;
     /// Comes before the scene made of the picture. A source without pictures never calls it.
     virtual void onPicture(const Picture&) {}
+};
+
+/// Takes all that a source yields, on the source's thread.
+class SourceListener : public PictureListener {
+public:
+    virtual void onScene(const SceneRecord& scene) = 0;
 };
 
 /// Where scenes come from. Construction opens and checks it and throws SourceError; run() plays it

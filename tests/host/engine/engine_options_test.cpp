@@ -47,6 +47,12 @@ TEST(EngineOptions, NumbersRecordingsFromTheSecondOn) {
     EXPECT_EQ(options.loop, true);
 }
 
+TEST(EngineOptions, TakeAFolderForPictures) {
+    EXPECT_EQ(EngineOptions::parse({"--socket", "/s", "--video", "a"}).pictures, "");
+    EXPECT_EQ(EngineOptions::parse({"--socket", "/s", "--video", "a", "--dump", "p"}).pictures,
+              "p");
+}
+
 TEST(EngineOptions, NeedNoSocketToCheckOrDescribe) {
     EXPECT_EQ(EngineOptions::parse({"--check", "--scenes", "a"}).action,
               EngineOptions::Action::Check);

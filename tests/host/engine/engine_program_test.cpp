@@ -99,6 +99,8 @@ TEST_F(EngineProgram, RefusesABadOptionOrPlaceInOneLine) {
     EXPECT_EQ(folder.read("err"), "plinth: /nowhere/scenes: No such file or directory\n");
     EXPECT_EQ(run({"--socket", socket, "--scenes", good, "--record", "/nowhere/r"}), 2);
     EXPECT_EQ(folder.read("err"), "plinth: /nowhere/r: No such file or directory\n");
+    EXPECT_EQ(run({"--socket", socket, "--scenes", good, "--dump", "/nowhere"}), 2);
+    EXPECT_EQ(folder.read("err"), "plinth: /nowhere: No such file or directory\n");
 }
 
 TEST_F(EngineProgram, DescribesSources) {
