@@ -3,6 +3,7 @@
 #include <glib.h>
 #include <jansson.h>
 
+#include <array>
 #include <memory>
 #include <string>
 
@@ -74,6 +75,11 @@ public:
     /// Gives each profile without a `presets` array an empty one.
     void addEmptyPTZ_PresetsIfMissing(json_t* document) const;
 
+    /// 3 by 3, by rows.
+    using TransformationMatrix = std::array<double, 9>;
+    /// The numbers under `transform`. Throws StatusException.
+    TransformationMatrix createTransformationMatrix(const json_t& params) const;
+
 private:
     std::unique_ptr<CGI_HandlerResult> handleGetRequest() const;
     std::unique_ptr<CGI_HandlerResult> handleGetSupportedVersions() const;
@@ -83,6 +89,9 @@ private:
     std::unique_ptr<CGI_HandlerResult> handleStartMotionLevel();
     std::unique_ptr<CGI_HandlerResult> handleStopMotionLevel();
     std::unique_ptr<CGI_HandlerResult> handleSendAlarmEvent(const char* request);
+
+    std::string convertToNewestVersion(const char* request) const;
+    bool isMotionLevelSupported() const;
 
     CameraContainer& container;
     const API_VersionHandler& versionHandler;
