@@ -13,3 +13,9 @@ void GlibUtils::throwIfNotOk(const GError* error, const std::string& context) {
     }
     throw std::runtime_error(text);
 }
+
+void GlibUtils::throwIfNull(const void* pointer, const std::string& context) {
+    if (pointer == nullptr) {
+        throw std::runtime_error(context + ": Pointer was unexpectedly NULL");
+    }
+}

@@ -11,4 +11,8 @@ namespace GlibUtils {
 /// error without a message gives "context: " alone. The error stays the caller's.
 void throwIfNotOk(const GError* error, const std::string& context);
 
+/// Returns when `pointer` is not null. Otherwise throws std::runtime_error with
+/// "context: Pointer was unexpectedly NULL".
+void throwIfNull(const void* pointer, const std::string& context);
+
 }  // namespace GlibUtils

@@ -9,10 +9,6 @@ namespace {
 
 constexpr int kDefaultTimeout = -1;
 
-void throwIfNull(const void* pointer, const std::string& text) {
-    utils::throwIf(pointer == nullptr, text + ": Pointer was unexpectedly NULL");
-}
-
 /// The process's shared connection or, when the bus has gone and come back since that was made, one
 /// of the caller's own: a shared connection stays the closed one while anybody holds it. The caller
 /// unrefs it. Null with `error` set on failure.
@@ -39,13 +35,20 @@ GDBusProxy* DBusUtils::createProxy(const std::string& name, const std::string& o
     g_autoptr(GError) error = nullptr;
     g_autoptr(GDBusConnection) bus = connect(&error);
     GlibUtils::throwIfNotOk(error, failureText);
-    throwIfNull(bus, failureText);
+    GlibUtils::throwIfNull(bus, failureText);
     // Otherwise GLib would end the process along with the bus.
     g_dbus_connection_set_exit_on_close(bus, FALSE);
+    return createProxy(bus, name, objectPath, interface, failureText, flags);
+}
+
+GDBusProxy* DBusUtils::createProxy(GDBusConnection* bus, const std::string& name,
+                                   const std::string& objectPath, const std::string& interface,
+                                   const std::string& failureText, GDBusProxyFlags flags) {
+    g_autoptr(GError) error = nullptr;
     GDBusProxy* proxy = g_dbus_proxy_new_sync(bus, flags, nullptr, name.c_str(), objectPath.c_str(),
                                               interface.c_str(), nullptr, &error);
     GlibUtils::throwIfNotOk(error, failureText);
-    throwIfNull(proxy, failureText);
+    GlibUtils::throwIfNull(proxy, failureText);
     return proxy;
 }
 
@@ -56,7 +59,7 @@ GVariant* DBusUtils::callSync(GDBusProxy* proxy, const char* method, GVariant* p
                                              kDefaultTimeout, nullptr, &error);
     GlibUtils::throwIfNotOk(error, failureText);
     if (needsReply) {
-        throwIfNull(reply, failureText);
+        GlibUtils::throwIfNull(reply, failureText);
     }
     return reply;
 }
@@ -71,7 +74,7 @@ int DBusUtils::getFileDescriptor(GDBusProxy* proxy, const char* method,
     const std::string noChannel = failureText + ": Failed to get command channel";
     GlibUtils::throwIfNotOk(error, noChannel);
     const bool hasIndex = reply != nullptr && g_variant_is_of_type(reply, G_VARIANT_TYPE("(h)"));
-    throwIfNull(hasIndex ? reply : nullptr, noChannel);
+    GlibUtils::throwIfNull(hasIndex ? reply : nullptr, noChannel);
     gint32 index = -1;
     g_variant_get(reply, "(h)", &index);
     utils::throwIf(index < 0, failureText + ": Failed to get index of FD list");

@@ -16,6 +16,11 @@ GDBusProxy* createProxy(const std::string& name, const std::string& objectPath,
                         const std::string& interface, const std::string& failureText,
                         GDBusProxyFlags flags);
 
+/// The same on a connection (borrowed): the service sees its calls come from there.
+GDBusProxy* createProxy(GDBusConnection* bus, const std::string& name,
+                        const std::string& objectPath, const std::string& interface,
+                        const std::string& failureText, GDBusProxyFlags flags);
+
 /// Calls a method. `parameters` may be null, a floating reference is consumed. The reply is the
 /// caller's to unref. With `needsReply` a call that brings neither a reply nor an error fails too.
 GVariant* callSync(GDBusProxy* proxy, const char* method, GVariant* parameters,

@@ -31,4 +31,15 @@ TEST(GlibUtils, RaisesTheContextAloneForAnErrorWithoutAMessage) {
     EXPECT_EQ("Reading: ", thrownFor(&error));
 }
 
+TEST(GlibUtils, RaisesTheContextForANullPointerAlone) {
+    const int something = 1;
+    EXPECT_NO_THROW(GlibUtils::throwIfNull(&something, "Reading"));
+    try {
+        GlibUtils::throwIfNull(nullptr, "Reading");
+        FAIL();
+    } catch (const std::runtime_error& thrown) {
+        EXPECT_STREQ("Reading: Pointer was unexpectedly NULL", thrown.what());
+    }
+}
+
 }  // namespace

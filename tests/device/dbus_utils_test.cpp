@@ -162,6 +162,22 @@ TEST_F(DBusUtilsTest, DoesNotEndTheProcessWithTheBus) {
     EXPECT_FALSE(g_dbus_connection_get_exit_on_close(g_dbus_proxy_get_connection(proxy)));
 }
 
+TEST_F(DBusUtilsTest, MakesAProxyOnAConnectionOfTheCaller) {
+    GDBusConnection* connection = bus.connect();
+    GDBusProxy* other = DBusUtils::createProxy(connection, kName, kPath, kInterface, "No proxy",
+                                               G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES);
+    EXPECT_EQ(g_dbus_proxy_get_connection(other), connection);
+    EXPECT_STREQ(g_dbus_proxy_get_name(other), kName);
+    EXPECT_EQ(failureOf([connection] {
+                  DBusUtils::createProxy(connection, kName, "no path", kInterface, "The proxy",
+                                         G_DBUS_PROXY_FLAGS_NONE);
+              }),
+              "The proxy: Pointer was unexpectedly NULL");
+    g_object_unref(other);
+    g_dbus_connection_close_sync(connection, nullptr, nullptr);
+    g_object_unref(connection);
+}
+
 TEST_F(DBusUtilsTest, CallsAMethodWithItsParameters) {
     g_autoptr(GVariant) reply =
         DBusUtils::callSync(proxy, "Echo", g_variant_new("(s)", "hello"), "No echo", true);
