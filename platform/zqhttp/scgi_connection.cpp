@@ -1,0 +1,90 @@
+#include "zqhttp/scgi_connection.h"
+
+#include <sys/socket.h>
+
+#include <array>
+#include <string>
+#include <utility>
+
+namespace {
+
+/// So that an answer of the usual size leaves at once, however slow its reader. The system may
+/// grant less.
+constexpr int sendBuffer = 1024 * 1024;
+
+}  // namespace
+
+ScgiConnection::ScgiConnection(GSocket* newSocket, GMainContext* context, ScgiPatience given,
+                               Answer answerer, std::function<void()> whenOver)
+    : socket(newSocket),
+      stream(g_socket_connection_factory_create_connection(newSocket)),
+      patience(given),
+      answer(std::move(answerer)),
+      over(std::move(whenOver)),
+      readable(g_socket_create_source(newSocket, G_IO_IN, nullptr), G_SOURCE_FUNC(onReadable), this,
+               context),
+      timeout(g_timeout_source_new(given.request), onTimeout, this, context) {
+    g_socket_set_option(socket, SOL_SOCKET, SO_SNDBUF, sendBuffer, nullptr);
+}
+
+ScgiConnection::~ScgiConnection() {
+    g_io_stream_close(G_IO_STREAM(stream), nullptr, nullptr);
+    g_object_unref(stream);
+    g_object_unref(socket);
+}
+
+gboolean ScgiConnection::onReadable(GSocket*, GIOCondition, gpointer self) {
+    auto& connection = *static_cast<ScgiConnection*>(self);
+    if (connection.read()) {
+        return G_SOURCE_CONTINUE;
+    }
+    connection.finish();
+    return G_SOURCE_REMOVE;
+}
+
+gboolean ScgiConnection::onTimeout(gpointer self) {
+    static_cast<ScgiConnection*>(self)->finish();
+    return G_SOURCE_REMOVE;
+}
+
+bool ScgiConnection::read() {
+    std::array<char, 16 * 1024> piece;
+    g_autoptr(GError) error = nullptr;
+    const gssize count =
+        g_socket_receive_with_blocking(socket, piece.data(), piece.size(), FALSE, nullptr, &error);
+    if (count <= 0) {
+        return g_error_matches(error, G_IO_ERROR, G_IO_ERROR_WOULD_BLOCK);
+    }
+    switch (request.add({piece.data(), static_cast<std::size_t>(count)})) {
+        case ScgiRequest::State::Incomplete:
+            return true;
+        case ScgiRequest::State::Complete:
+            respond();
+            return false;
+        case ScgiRequest::State::Malformed:
+            refuse("400 Bad Request");
+            return false;
+        case ScgiRequest::State::TooLarge:
+            refuse("413 Content Too Large");
+            return false;
+    }
+    return false;
+}
+
+void ScgiConnection::finish() {
+    // It may destroy what it is a member of.
+    const std::function<void()> tell = std::move(over);
+    tell();
+}
+
+void ScgiConnection::respond() {
+    g_socket_set_timeout(socket, patience.answer);
+    answer(request, *g_io_stream_get_output_stream(G_IO_STREAM(stream)));
+}
+
+void ScgiConnection::refuse(const char* status) {
+    const std::string text = std::string("Status: ") + status +
+                             "\r\nContent-Type: application/json\r\n\r\n"
+                             "{\"error\":\"the request is not acceptable\"}\n";
+    g_socket_send_with_blocking(socket, text.data(), text.size(), FALSE, nullptr, nullptr);
+}
