@@ -1,20 +1,13 @@
 #pragma once
 
-/// A subscription of the scene subscriber module; opaque.
-struct video_scene_subscriber_st;
-
-/// The formats in which the module delivers scenes.
-enum data_format_t {
-    /// What scene_copy_from_area reads.
-    SCENE_FORMAT_AREA = 2,
-};
+#include "video_scene_subscriber/video_scene_subscriber.h"
 
 /// The device's scene subscriber module, opened at run time and never linked. Each call is passed
 /// on to the module; a bad result turns into a log line and is returned.
 ///
 /// The module calls the callbacks on threads of its own. A payload is a heap block that passes to
-/// the message callback. The module is expected not to wait for running callbacks when a
-/// subscription ends, because subscriptions end under locks that the callbacks take.
+/// the message callback. Ending a subscription waits until none of its callbacks runs any more, so
+/// none may then be waiting for a lock of the caller's.
 ///
 /// The entry points are written by initialize() only, before any camera exists; one thread calls
 /// it.
