@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 namespace {
 
 TEST(Transform, GoesFromSceneToPixels) {
@@ -40,6 +42,32 @@ TEST(Transform, WrapsProductsIn32Bits) {
     EXPECT_EQ(-(1 << 18), Transform::toPixelValue(0, size, TransformPlain));
     EXPECT_EQ(0, Transform::scaleSize(8192, size));
     EXPECT_EQ(4096 - 8192, Transform::fromPixelValue(size, size, TransformPlain));
+}
+
+// The same in unsigned numbers, which wrap by themselves.
+TEST(Transform, SurvivesAnyNumbers) {
+    constexpr std::int32_t kEnds[] = {INT32_MIN, INT32_MIN + 1, -1, 1, INT32_MAX};
+    const auto flip = [](std::uint32_t value, std::uint32_t from, bool isFlipped) {
+        return isFlipped ? from - value : value - from;
+    };
+    for (const std::int32_t size : kEnds) {
+        for (const std::int32_t value : kEnds) {
+            const auto unsignedSize = static_cast<std::uint32_t>(size);
+            const auto unsignedValue = static_cast<std::uint32_t>(value);
+            const auto product = static_cast<std::int32_t>((unsignedValue + 4096) * unsignedSize);
+            const auto pixel = static_cast<std::uint32_t>(product / 8192);
+            EXPECT_EQ(static_cast<std::int32_t>(pixel),
+                      Transform::toPixelValue(value, size, TransformPlain));
+            EXPECT_EQ(static_cast<std::int32_t>(unsignedSize - pixel),
+                      Transform::toPixelValue(value, size, TransformFlipped));
+            for (const auto orientation : {TransformPlain, TransformFlipped}) {
+                const std::uint32_t fromCentre =
+                    flip(2 * unsignedValue, unsignedSize, orientation == TransformFlipped);
+                EXPECT_EQ(static_cast<std::int32_t>(fromCentre << 12) / size,
+                          Transform::fromPixelValue(value, size, orientation));
+            }
+        }
+    }
 }
 
 TEST(Transform, PinsTheDirections) {
