@@ -15,8 +15,12 @@ struct StreamSettings;
 std::string ruleToProfileJson(const OnvifRule& rule, int uid, int cameraNbr,
                               const StreamSettings& settings);
 
-/// The camera's profiles as rules, in pixels of the stream. One that is no rule refuses them all:
-/// the reason is in the log and there is no value. Throws StatusException for a profile that does
-/// not tell its camera.
+/// The rule that a profile (borrowed) stands for, in pixels of the stream. Throws StatusException
+/// for null and for what is no such profile.
+OnvifRule profileToRule(json_t* profile, const StreamSettings& settings);
+
+/// The camera's profiles (borrowed, may be null) as rules, in pixels of the stream. One that is no
+/// rule refuses them all: the reason is in the log and there is no value. Throws StatusException
+/// for a profile that does not tell its camera.
 Maybe<OnvifRules> profilesToRules(const json_t* profiles, int cameraNbr,
                                   const StreamSettings& settings);
