@@ -75,6 +75,7 @@ class _Plan:
         self.password = password
         self.files = [None if source.kind == "url" else source.open() for source in options.sources]
         descriptions = sources.describe(options.sources, self.files)
+        self.cameras = web.cameras_file(options.sources, descriptions)
         derived = parameters.derive(options.sources, descriptions, options.transport)
         parameters.update(os.path.join(self.state, "parameters.conf"), derived, options.parameters)
         self.pictures = _make_pictures_folder(options.dump_pictures)
@@ -224,7 +225,7 @@ class _Outer:
             "engine": engine,
             "sources": fds + [fd for fd, _ in plan.records],
             "listening": [plan.web.fileno(), plan.events.fileno()],
-            "web": web.listen_files(*outside, plan.password),
+            "web": web.listen_files(*outside, plan.password) | {"cameras.json": plan.cameras},
         }
 
     def _start_device(self, children: Children, readers: dict[int, Reader]) -> tuple[Process, socket.socket]:
