@@ -26,7 +26,7 @@ std::unique_ptr<CGI_HandlerResult> run(CGI_Handler& handler, const std::string& 
     try {
         return handler.handleRequest(request.c_str());
     } catch (const std::exception& exception) {
-        syslog(LOG_WARNING, "%s", exception.what());
+        syslog(LOG_WARNING, "%s\n", exception.what());
         return nullptr;
     }
 }
