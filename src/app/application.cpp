@@ -12,14 +12,19 @@
 #include "app/interval_timer_observable.h"
 #include "app/termination.h"
 #include "cgi/api_version_handler.h"
+#include "cgi/cgi_callback.h"
+#include "cgi/onvif_cgi_handler.h"
+#include "config/configuration_parser.h"
 #include "config/data_boundaries.h"
 #include "config/default_values.h"
 #include "config/idd.h"
+#include "config/ktw_guard_factory.h"
 #include "config/persistent_config_handler.h"
 #include "events/sdk_wrapper.h"
 #include "scene/camera_container.h"
 #include "scene/camera_container_factory.h"
 #include "scene/nolt_utils.h"
+#include "zqhttp/zqhttp.h"
 
 namespace {
 
@@ -91,8 +96,11 @@ void waitForTermination() {
     }
 }
 
-// The timer goes after the event wrapper, because removing events works through its observers.
-void tearDown() {
+// The callers from outside go first, so that nothing enters a dying container. The timer goes after
+// the event wrapper, because removing events works through its observers.
+void tearDown(ZQHttpHandler* requests) {
+    CGI_Callback::shutDown();
+    zq_http_handler_free(requests);
     cameraContainer->shutDown();
     delete cameraContainer;
     cameraContainer = nullptr;
@@ -115,8 +123,13 @@ int Application::run() {
     g_mutex_lock(&applicationMutex);
     const API_VersionHandler sceneVersions(kSceneVersions, std::size(kSceneVersions));
     startUp(sceneVersions);
+    ConfigurationParser<KTW_GuardFactory> parser;
+    Onvif_CGI_Handler methods(*cameraContainer, controlVersions, kConfigurationFile,
+                              kMotionLevelFile, &dataBoundaries, &defaultValues, &parser);
+    ZQHttpHandler* requests =
+        zq_http_handler_new(CGI_Callback::handle, static_cast<CGI_Handler*>(&methods));
     waitForTermination();
-    tearDown();
+    tearDown(requests);
     g_mutex_unlock(&applicationMutex);
     return 0;
 }

@@ -1,6 +1,6 @@
 #include "app/application.h"
 
-#include <glib.h>
+#include <gio/gio.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
@@ -11,26 +11,76 @@
 #include <csignal>
 #include <cstddef>
 #include <functional>
+#include <future>
 #include <iterator>
+#include <memory>
+#include <string>
 #include <thread>
+#include <vector>
 
+#include "cgi/cgi_callback.h"
+#include "cgi/cgi_handler.h"
+#include "cgi/cgi_handler_result.h"
+#include "scene/camera_container.h"
 #include "support/camera_info_test_access.h"
 #include "support/own_process.h"
 #include "support/platform_doubles.h"
 #include "support/scene_server.h"
 #include "support/syslog_capture.h"
+#include "zqhttp/double/zqhttp_double.h"
 
 namespace {
+
+/// A container without cameras that is never destroyed, as the application has its own.
+CameraContainer& noCameras() {
+    class NoCameras : public CameraContainer {
+    public:
+        NoCameras() : CameraContainer({}, 0) {}
+
+    protected:
+        Camera* createCamera(int, int, API_VersionHandler, int) override { return nullptr; }
+        void shutDownSub() override {}
+    };
+    static auto* const container = new NoCameras;
+    return *container;
+}
+
+const API_VersionHandler& newestVersion() {
+    static const char* const text = "1.4";
+    static const API_VersionHandler versions(&text, 1);
+    return versions;
+}
+
+/// Answers when it is told to.
+class SlowHandler : public CGI_Handler {
+public:
+    SlowHandler() : CGI_Handler(noCameras(), newestVersion(), "", "", nullptr, nullptr, nullptr) {}
+
+    std::unique_ptr<CGI_HandlerResult> handleRequestedCgi(const char*,
+                                                          const std::string&) override {
+        entered.set_value();
+        leave.get_future().wait();
+        return std::make_unique<CGI_HandlerResult>(nullptr, StatusOk);
+    }
+
+    std::promise<void> entered;
+    std::promise<void> leave;
+};
 
 /// The application on a device whose scene source is there and which has nothing to analyse.
 class ApplicationTest : public PlatformDoublesTest {
 protected:
     ApplicationTest() {
         CameraInfoTestAccess::forget();
+        ZQHttpDouble::reset();
+        g_setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", TRUE);
         ZQParameterDouble::set("root.Properties.EmbeddedDevelopment.Version", "2.14");
         ZQParameterDouble::set("root.ImageSource.I0.Type", "Radar");
     }
-    ~ApplicationTest() override { CameraInfoTestAccess::forget(); }
+    ~ApplicationTest() override {
+        g_unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+        CameraInfoTestAccess::forget();
+    }
 
     /// The files' places are fixed, and a test has no business there: nothing can be written.
     static void writeNothing() {
@@ -54,6 +104,13 @@ protected:
                 _exit(98);
             }
             g_usleep(100);
+        }
+    }
+
+    /// Ends the process when the condition does not hold; the status tells which.
+    static void expect(bool condition, int status) {
+        if (!condition) {
+            _exit(status);
         }
     }
 
@@ -110,6 +167,97 @@ TEST_F(ApplicationTest, AsksTheSceneSourceForWhatItNeeds) {
                       _exit(server.accept().readRequest() == "1.1 OPEN 0 1 1 1 1\n" ? 0 : 2);
                   }).detach();
                   Application::run();
+              }));
+}
+
+TEST_F(ApplicationTest, AnswersRequestsUntilItStops) {
+    EXPECT_EQ(0, exitStatusOf([] {
+                  writeNothing();
+                  const std::string request =
+                      R"({"apiVersion":"1.0","method":"getSupportedVersions"})";
+                  std::thread([&request] {
+                      waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
+                      expect(ZQHttpDouble::request(request).text ==
+                                 "Content-Type: application/json\r\nStatus: 200 OK\r\n\r\n"
+                                 R"({"apiVersion":"1.4","method":"getSupportedVersions",)"
+                                 R"("context":"","data":{"apiVersions":)"
+                                 R"(["1.0","1.1","1.2","1.3","1.4"]}})",
+                             3);
+                      kill(getpid(), SIGTERM);
+                  }).detach();
+                  expect(Application::run() == 0, 2);
+                  expect(ZQHttpDouble::log() == std::vector<std::string>{"zq_http_handler_new",
+                                                                         "zq_http_handler_free"},
+                         4);
+                  expect(ZQHttpDouble::misuses().empty(), 5);
+                  _exit(0);
+              }));
+}
+
+TEST_F(ApplicationTest, WaitsForARunningRequestAndAnswersNoneAfterIt) {
+    EXPECT_EQ(
+        0, exitStatusOf([] {
+            writeNothing();
+            static SlowHandler slow;
+            std::thread([] {
+                waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
+                g_autoptr(GOutputStream) out = g_memory_output_stream_new_resizable();
+                CGI_Callback::handle("", "", R"({"apiVersion":"1.4","method":"slow"})", nullptr,
+                                     out, &slow);
+                expect(g_memory_output_stream_get_data_size(G_MEMORY_OUTPUT_STREAM(out)) > 0, 3);
+            }).detach();
+            std::thread([] {
+                slow.entered.get_future().wait();
+                kill(getpid(), SIGTERM);
+                // Time to do wrong in.
+                g_usleep(50000);
+                expect(ZQHttpDouble::liveHandlers() == 1, 4);
+                slow.leave.set_value();
+            }).detach();
+            expect(Application::run() == 0, 2);
+            g_autoptr(GOutputStream) late = g_memory_output_stream_new_resizable();
+            CGI_Callback::handle("", "", "{}", nullptr, late, &slow);
+            expect(g_memory_output_stream_get_data_size(G_MEMORY_OUTPUT_STREAM(late)) == 0, 5);
+            _exit(0);
+        }));
+}
+
+TEST_F(ApplicationTest, LetsTheWebServerGoBeforeTheCamerasAndTheCamerasBeforeTheBus) {
+    if (g_file_test("/usr/local/packages/ktw/localdata", G_FILE_TEST_EXISTS)) {
+        GTEST_SKIP() << "the application is installed here, with a configuration of its own";
+    }
+    ZQParameterDouble::remove("root.ImageSource.I0.Type");
+    EXPECT_EQ(0, exitStatusOf([this] {
+                  writeNothing();
+                  std::thread([this] {
+                      server.accept();  // the look whether the source is there
+                      ScenePeer engine = server.acceptAndGrant();
+                      waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
+                      expect(CameraContainer::hasCameras(), 3);
+                      engine.sendHead(100);
+                      waitFor([&] { return engine.isAllTaken(); });
+                      kill(getpid(), SIGTERM);
+                      // The camera waits for the rest of a frame, and the end for the camera.
+                      waitFor([] { return ZQHttpDouble::liveHandlers() == 0; });
+                      expect(engine.isOpen(), 5);
+                      expect(!ZQEventDouble::declared().empty(), 6);
+                      expect(!ZQHttpDouble::request("{}").isHandled, 7);
+                      engine.close();
+                      server.stopListening();
+                  }).detach();
+                  expect(Application::run() == 0, 2);
+                  expect(!CameraContainer::hasCameras(), 8);
+                  expect(ZQEventDouble::declared().empty(), 9);
+                  _exit(0);
+              }));
+}
+
+TEST_F(ApplicationTest, RunsWithoutAWebServer) {
+    EXPECT_EQ(0, exitStatusOf([] {
+                  writeNothing();
+                  requestStopBeforeStart();
+                  ZQHttpDouble::failEveryCall("zq_http_handler_new");
+                  _exit(Application::run() == 0 ? 0 : 2);
               }));
 }
 

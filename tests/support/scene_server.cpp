@@ -1,7 +1,9 @@
 #include "support/scene_server.h"
 
 #include <arpa/inet.h>
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -85,6 +87,11 @@ void ScenePeer::sendHead(std::int32_t length) {
     std::string head(sizeof word + 8, '\x5a');
     std::memcpy(head.data(), &word, sizeof word);
     send(head);
+}
+
+bool ScenePeer::isAllTaken() const {
+    int unread = -1;
+    return ioctl(fd, SIOCOUTQ, &unread) == 0 && unread == 0;
 }
 
 void ScenePeer::waitForClose() {

@@ -25,6 +25,8 @@ public:
     void sendHead(std::int32_t length);
     /// Whether the other side has not closed the connection, as far as is seen now.
     bool isOpen() const;
+    /// Whether the other side has taken all that was sent.
+    bool isAllTaken() const;
     /// Waits until the other side has closed the connection.
     void waitForClose();
     /// Closes the sending direction; what the other side sends is still taken.
