@@ -125,7 +125,8 @@ TEST_F(TransformOnvifTest, NegatesOnASquareStreamAtRotations90And270) {
     }
 }
 
-// 250 is 250 left of the middle of 1000; on the other side of the exchange that is 500.
+// x is a quarter of the width left of the centre: it comes back a quarter of the height right of
+// the middle of the height. y is in the middle, and comes back in the middle of the width.
 TEST_F(TransformOnvifTest, NegatesAndScalesOnAnyOtherStreamAtRotations90And270) {
     for (const int rotation : {90, 270}) {
         const auto [x, y] = fromPixel(250, 250, stream(rotation));
