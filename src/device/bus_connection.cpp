@@ -173,8 +173,8 @@ void BusConnection::Link::end(Link& link) {
     g_clear_pointer(&link.retry, g_source_unref);
     running = std::exchange(link.attempt, nullptr);
     if (link.connection != nullptr) {
-        g_signal_handler_disconnect(link.connection, link.closedSignal);
         last = std::exchange(link.connection, nullptr);
+        g_signal_handler_disconnect(last, link.closedSignal);
     }
     g_clear_pointer(&locker, g_mutex_locker_free);
     g_cancellable_cancel(running);
