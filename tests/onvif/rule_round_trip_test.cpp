@@ -22,7 +22,7 @@ constexpr int kRotations[] = {0, 90, 180, 270};
 /// TARNWATCH_RULE_ROUNDS, the number of random rules; 500 without it.
 int rounds() {
     const char* text = std::getenv("TARNWATCH_RULE_ROUNDS");
-    return text != nullptr ? std::atoi(text) : 500;
+    return text != nullptr ? std::stoi(text) : 500;
 }
 
 /// A fraction with a denominator above 0.
