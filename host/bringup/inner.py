@@ -47,6 +47,7 @@ def programs(plan: dict) -> list[Program]:
                 address=("127.0.0.1", 8080), fds=plan["listening"], environment=plain | {"NGINX": held}),
         Program("engine", [f"{PROGRAMS}/plinth", "--socket", SCENES, *plan["engine"]],
                 address=SCENES, fds=plan["sources"], environment=ours, log="plinth"),
+        Program("analytics", [f"{PROGRAMS}/analytics"], bus_name="com.orva.Onvif.Analytics1", environment=ours),
         Program("application", [f"{APPLICATION}/tarnwatch"],
                 environment=ours, folder=APPLICATION, log="tarnwatch-output"),
     ]  # fmt: skip
@@ -96,7 +97,7 @@ class Device:
         return logs.last_line(LOGS, service.log) or "it says nothing"
 
     def _what_is_missing(self) -> str:
-        late = [service for service in self.services if not service.ready()]
+        late = [service for service in self.services if not (service.was_ready and service.ready())]
         if late:
             return f"{late[0].program.name} is not ready after {_START_LIMIT:.0f} s: {self._last_words(late[0])}"
         return f"the application is not online after {_START_LIMIT:.0f} s; see tarnwatch.log"

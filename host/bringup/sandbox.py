@@ -37,7 +37,7 @@ def device(state: str, pictures: str | None, command: list[str]) -> list[str]:
         *_bind("--ro-bind", os.path.join(ROOT, "host", "bringup"), f"{DEVICE}/bringup"),
         *_bind("--ro-bind", os.path.join(ROOT, "host", "conf"), f"{DEVICE}/conf"),
         *_bind("--ro-bind", os.path.join(ROOT, "web"), f"{DEVICE}/web"),
-        *_programs(["plinth"]), *_names(),
+        *_programs(["plinth", "analytics", "rules"]), *_names(),
         *_USER, "--unshare-pid", "--as-pid-1", "--unshare-ipc", "--unshare-net", "--unshare-uts",
         "--hostname", "tarnwatch", "--chdir", "/", *command,
     ]  # fmt: skip
@@ -93,7 +93,7 @@ def _names() -> list[str]:
 
 def require() -> None:
     """Raises with one line and the cure when a sandbox cannot be made here or there is nothing to put in it."""
-    for program in ("tarnwatch", "plinth", "plinth-reader"):
+    for program in ("tarnwatch", "plinth", "plinth-reader", "analytics", "rules"):
         if not os.path.exists(os.path.join(BUILD, "bin", program)):
             raise BringupError(f"{os.path.join(BUILD, 'bin', program)} is missing: run without --no-build")
     command = ["bwrap", "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc", *_USER,

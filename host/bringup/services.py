@@ -25,6 +25,7 @@ class Program:
     name: str
     command: list[str]
     address: str | tuple[str, int] | None = None  # accepts connections when ready; a socket path or a TCP port
+    bus_name: str | None = None  # owned on the system bus when ready
     fds: list[int] = field(default_factory=list)
     environment: dict[str, str] = field(default_factory=dict)
     folder: str = "/"
@@ -54,6 +55,7 @@ class Service:
     def __init__(self, program: Program, children: Children, log_folder: str, note: Callable[[str], None]):
         self.program = program
         self.failures = 0  # times it ended by itself
+        self.was_ready = False  # since it was first waited for
         self._children, self._log_folder, self._note = children, log_folder, note
         self._process: Process | None = None
         self._wanted = asyncio.Event()
@@ -86,6 +88,9 @@ class Service:
     async def until_ready(self) -> None:
         while not self.ready():
             await asyncio.sleep(_POLL)
+        while self.program.bus_name and await self._wait_for_name() != 0:
+            await asyncio.sleep(_POLL)
+        self.was_ready = True
 
     async def hold(self) -> None:
         """Ends it and holds it down."""
@@ -97,6 +102,17 @@ class Service:
         """Ends it for good."""
         await self.hold()
         self._task.cancel()
+
+    async def _wait_for_name(self) -> int:
+        """Waits until its name is owned; the status of what waited, which ends with the bus."""
+        command = ["/usr/bin/gdbus", "wait", "--system", self.program.bus_name]
+        waiting = self._children.spawn(
+            command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+        )
+        try:
+            return await waiting.wait()
+        finally:
+            await waiting.end(1.0)
 
     async def _keep(self) -> None:
         delay = _FIRST_DELAY

@@ -57,7 +57,7 @@ class UpAndDown(BringupTest):
         with self.device() as device:
             device.stop()
             noted = re.findall(r"info (\w+) (started|is down)", device.log("bringup"))
-            order = ["bus", "broker", "web", "engine", "application"]
+            order = ["bus", "broker", "web", "engine", "analytics", "application"]
             self.assertEqual(noted, [(name, "started") for name in order] + [(name, "is down") for name in order[::-1]])
 
     def test_ends_by_itself_after_the_time_counted_from_up(self):
@@ -238,7 +238,7 @@ class Services(BringupTest):
 class Death(BringupTest):
     def test_each_process_comes_back_when_it_is_killed(self):
         with self.device() as device:
-            for name in ("bus", "broker", "web", "engine", "application"):
+            for name in ("bus", "broker", "web", "engine", "analytics", "application"):
                 with self.subTest(name):
                     before = device.service_pid(name)
                     device.kill(name)

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/// A command line or an input that cannot be used; what() says why.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What the command `rules` is asked for.
+struct RulesOptions {
+    enum class Command { Help, List, Types, Options, Create, Modify, Delete };
+
+    struct Size {
+        int width;   // pixels
+        int height;  // pixels
+        friend bool operator==(const Size&, const Size&) = default;
+    };
+
+    Command command = Command::Help;
+    std::string file;                ///< for Create and Modify; "-" is standard input
+    std::vector<std::string> names;  ///< for Delete, at least one
+    int source = 0;                  ///< video source, from 0
+    std::optional<Size> size;        ///< of the stream in whose pixels rules are told
+    int rotation = 0;                ///< of that stream: 0, 90, 180 or 270
+
+    /// Throws UsageError.
+    static RulesOptions parse(const std::vector<std::string>& arguments);
+
+    static const char* help();
+};
