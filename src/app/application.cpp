@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <iterator>
+#include <memory>
 #include <string>
 
 #include "app/configuration_loader.h"
@@ -21,6 +22,8 @@
 #include "config/ktw_guard_factory.h"
 #include "config/persistent_config_handler.h"
 #include "events/sdk_wrapper.h"
+#include "onvif/onvif_dbus_handler.h"
+#include "onvif/onvif_handler.h"
 #include "scene/camera_container.h"
 #include "scene/camera_container_factory.h"
 #include "scene/nolt_utils.h"
@@ -96,8 +99,9 @@ void waitForTermination() {
     }
 }
 
-// The callers from outside go first, so that nothing enters a dying container. The timer goes after
-// the event wrapper, because removing events works through its observers.
+// The callers from outside go first, the rule service before this, so that nothing enters a dying
+// container. The timer goes after the event wrapper, because removing events works through its
+// observers.
 void tearDown(ZQHttpHandler* requests) {
     CGI_Callback::shutDown();
     zq_http_handler_free(requests);
@@ -128,7 +132,10 @@ int Application::run() {
                               kMotionLevelFile, &dataBoundaries, &defaultValues, &parser);
     ZQHttpHandler* requests =
         zq_http_handler_new(CGI_Callback::handle, static_cast<CGI_Handler*>(&methods));
+    OnvifHandler ruleOperations(methods);
+    auto ruleService = std::make_unique<OnvifDBusHandler>(&ruleOperations);
     waitForTermination();
+    ruleService.reset();
     tearDown(requests);
     g_mutex_unlock(&applicationMutex);
     return 0;

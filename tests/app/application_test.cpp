@@ -7,6 +7,7 @@
 #include <sys/resource.h>
 #include <sys/syscall.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -23,8 +24,10 @@
 #include "cgi/cgi_handler_result.h"
 #include "scene/camera_container.h"
 #include "support/camera_info_test_access.h"
+#include "support/main_loop_thread.h"
 #include "support/own_process.h"
 #include "support/platform_doubles.h"
+#include "support/private_bus.h"
 #include "support/scene_server.h"
 #include "support/syslog_capture.h"
 #include "zqhttp/double/zqhttp_double.h"
@@ -129,6 +132,21 @@ protected:
             prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
             _exit(97);
         }
+    }
+
+    /// The name of the error with which this process's rule service answers a look at the rules.
+    static std::string rulesOf(const PrivateBus& bus) {
+        g_autoptr(GDBusConnection) own = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+        g_autoptr(GDBusConnection) client = bus.connect();
+        g_autoptr(GError) error = nullptr;
+        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+            client, g_dbus_connection_get_unique_name(own), "/com/orva/MotionRegion",
+            "com.orva.Onvif.Rule1", "GetRules", g_variant_new("(iiii)", 0, 640, 480, 0), nullptr,
+            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+        g_dbus_connection_close_sync(client, nullptr, nullptr);
+        g_autofree char* name =
+            error != nullptr ? g_dbus_error_get_remote_error(error) : g_strdup("");
+        return name != nullptr ? name : "";
     }
 
     SceneServer server;
@@ -248,6 +266,48 @@ TEST_F(ApplicationTest, LetsTheWebServerGoBeforeTheCamerasAndTheCamerasBeforeThe
                   expect(Application::run() == 0, 2);
                   expect(!CameraContainer::hasCameras(), 8);
                   expect(ZQEventDouble::declared().empty(), 9);
+                  _exit(0);
+              }));
+}
+
+TEST_F(ApplicationTest, ServesRulesUntilItStops) {
+    if (g_file_test("/usr/local/packages/ktw/localdata", G_FILE_TEST_EXISTS)) {
+        GTEST_SKIP() << "the application is installed here, with a configuration of its own";
+    }
+    EXPECT_EQ(0, exitStatusOf([] {
+                  const PrivateBus bus;
+                  const MainLoopThread loop;
+                  writeNothing();
+                  std::thread([&bus] {
+                      waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
+                      // As soon as the object is there; there is no document to read rules from.
+                      waitFor([&bus] {
+                          return rulesOf(bus) == "com.orva.Onvif.Rule1.Error.InternalError";
+                      });
+                      kill(getpid(), SIGTERM);
+                  }).detach();
+                  expect(Application::run() == 0, 2);
+                  expect(rulesOf(bus) == "org.freedesktop.DBus.Error.UnknownMethod", 3);
+                  _exit(0);
+              }));
+}
+
+TEST_F(ApplicationTest, RunsWithoutABusAndSaysSoForEachUseOfIt) {
+    EXPECT_EQ(0, exitStatusOf([] {
+                  writeNothing();
+                  requestStopBeforeStart();
+                  const SyslogCapture log;
+                  expect(Application::run() == 0, 2);
+                  const std::vector<std::string> texts = log.texts();
+                  const auto said = [&texts](const std::string& start) {
+                      return std::find_if(texts.begin(), texts.end(), [&](const std::string& text) {
+                          return text.starts_with(start);
+                      });
+                  };
+                  const auto signal = said("Could not open dbus connection for signal: ");
+                  const auto service = said("Could not initilize ONVIF Profile-T service: ");
+                  expect(service != texts.end(), 3);
+                  expect(signal < service, 4);
                   _exit(0);
               }));
 }
