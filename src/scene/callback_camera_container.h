@@ -11,6 +11,17 @@ class CallbackCamera;
 ///
 /// A subscription that fails or is lost is tried again every 200000 microseconds on the timer's
 /// thread.
+///
+/// The module ends a subscription only when none of its callbacks runs any more, and the callbacks
+/// wait for the mutex. Nothing locks up, because a subscription ends in three places only:
+///
+/// - With its camera, under the camera's mutex. The camera is out of the list by then, and a
+///   callback that finds it gone takes no lock of it: it frees the payload, or counts the loss.
+///   That is why both callbacks look it up in the list under the mutex before they touch it.
+/// - When a new one takes its place, under the mutex. A camera has an entry in the reconnect map
+///   only while it has no subscription or one that has made its disconnect callback, the last it
+///   makes; that has let go of the mutex and only has to return.
+/// - When it could not be made, under the mutex: it has called nothing back.
 class CallbackCameraContainer : public CameraContainer {
 public:
     using CameraContainer::CameraContainer;
@@ -20,7 +31,7 @@ public:
     static bool subscribeToNoltData(CallbackCamera* camera);
 
     /// The module's callbacks, on threads of the module; `camera` is a CallbackCamera that may be
-    /// gone by now. The payload passes to the callback.
+    /// out of the list by now. The payload passes to the callback.
     static void newNoltDataCallback(char* payload, void* camera);
     static void disconnectCallback(void* camera);
 

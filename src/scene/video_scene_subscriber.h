@@ -7,7 +7,8 @@
 ///
 /// The module calls the callbacks on threads of its own. A payload is a heap block that passes to
 /// the message callback. Ending a subscription waits until none of its callbacks runs any more, so
-/// none may then be waiting for a lock of the caller's.
+/// none may then be waiting for a lock of the caller's; callback_camera_container.h tells why none
+/// is.
 ///
 /// The entry points are written by initialize() only, before any camera exists; one thread calls
 /// it.

@@ -1,133 +1,14 @@
-#include "scene/callback_camera_container.h"
+#include "scene/callback_container_fixture.h"
 
 #include <syslog.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cstdlib>
-#include <memory>
-#include <thread>
-#include <utility>
-
-#include "app/interval_timer_observable.h"
-#include "config/idd.h"
-#include "scene/callback_camera.h"
-#include "scene/camera_fixture.h"
-#include "scene/video_scene_subscriber.h"
-#include "support/subscriber_module/named_subscriber_module.h"
 #include "support/syslog_capture.h"
-#include "support/temporary_folder.h"
-#include "support/wait_for.h"
 
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::Ge;
 using testing::IsEmpty;
 using testing::Le;
-
-namespace {
-
-class OpenContainer : public CallbackCameraContainer {
-public:
-    using CallbackCameraContainer::CallbackCameraContainer;
-    using CameraContainer::s_cameras;
-
-    /// A process shuts down once; tests do so more often.
-    static void reset() {
-        g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
-        s_isRunning = true;
-        s_reconnectMap.clear();
-    }
-    static std::size_t reconnections() {
-        g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
-        return s_reconnectMap.size();
-    }
-    /// The observer of the only reconnection.
-    static int observer() {
-        g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
-        return s_reconnectMap.begin()->first;
-    }
-    /// Registers an observer that ticks with every cycle of the timer and counts its ticks.
-    static int observeEveryCycle() {
-        ticks = 0;
-        return IntervalTimerObservable::registerObserver(
-            [](int observerId) {
-                ++ticks;
-                reconnectCamera(observerId);
-            },
-            0);
-    }
-    /// The same, for a camera to be reconnected.
-    static void reconnectEveryCycle(CallbackCamera* camera) {
-        g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
-        s_reconnectMap[observeEveryCycle()] = camera;
-    }
-    /// Ticks up to three cycles from now; one more than asked for may come.
-    static int ticksInTime() {
-        for (int cycle = 0; cycle < 3; ++cycle) {
-            WatchedDevice::runTimer();
-        }
-        return ticks;
-    }
-
-private:
-    static inline std::atomic<int> ticks{0};
-};
-
-class CallbackContainerTest : public CameraFixture {
-protected:
-    CallbackContainerTest() {
-        OpenContainer::reset();
-        VideoSceneSubscriber::initialize();
-        IDD::initialize(API_Version("1.0"), folder.path("idd.json"));
-        makeContainer();
-    }
-    ~CallbackContainerTest() override {
-        container.reset();
-        EXPECT_EQ(module->live(), 0);
-        EXPECT_EQ(module->misuses(), 0);
-        OpenContainer::reset();
-        IDD::deinitialize();
-        VideoSceneSubscriber::deinitialize();
-    }
-
-    void makeContainer(unsigned capabilities = 14) {
-        container.reset();
-        container = std::make_unique<OpenContainer>(versions(), capabilities);
-    }
-    void apply(const std::vector<std::pair<int, std::vector<int>>>& cameras) {
-        CameraConfigurationContainer configuration;
-        for (const auto& [camera, profiles] : cameras) {
-            configuration.insert(configurationOf(camera, profiles));
-        }
-        container->updateWithNewConfiguration(configuration);
-    }
-    /// Delivers as a thread of the module does. False if nobody has subscribed.
-    bool deliver(int channel, SceneStage::Time time) {
-        ScenePayload payload = scene.payloadAt(time);
-        bool isTaken = false;
-        std::thread([&] { isTaken = module->deliver(channel, payload.release()); }).join();
-        return isTaken;
-    }
-    void disconnect(int channel) {
-        std::thread([&] { module->disconnect(channel); }).join();
-    }
-    /// How many losses the installation data file counts.
-    int disconnects() const {
-        const std::string key = "\"nbrNoltDisconnects\":";
-        const std::string content = folder.read("idd.json");
-        return std::stoi(content.substr(content.find(key) + key.size()));
-    }
-    bool isReconnectedInTime() {
-        return waitFor([] { return OpenContainer::reconnections() == 0; });
-    }
-
-    NamedSubscriberModule module;
-    TemporaryFolder folder;
-    std::unique_ptr<OpenContainer> container;
-};
-
-}  // namespace
 
 // Subscribing
 
@@ -328,37 +209,4 @@ TEST_F(CallbackContainerTest, EndsTheSubscriptionOfARemovedCameraAndLeavesTheOth
     EXPECT_TRUE(deliver(0, 1s));
     EXPECT_FALSE(module->disconnect(1));
     EXPECT_THAT(journal.take(), ElementsAre("5: scene 1000000"));
-}
-
-// Together with other threads
-
-TEST_F(CallbackContainerTest, RemovesCamerasWhileScenesAndLossesCome) {
-    apply({{1, {4}}, {2, {7}}});
-    std::atomic<bool> isOver{false};
-    const ScenePayload payload = scene.payloadAt(1s);
-    const auto play = [&](int channel) {
-        while (!isOver) {
-            auto* block = static_cast<char*>(malloc(payload.size()));
-            std::copy_n(payload.data(), payload.size(), block);
-            if (!module->deliver(channel, block)) {
-                free(block);
-            }
-            module->disconnect(channel);
-        }
-    };
-    std::thread first(play, 0);
-    std::thread second(play, 1);
-    for (int round = 0; round < 20; ++round) {
-        apply({{1, {4}}});
-        container->startMotionLevel();
-        container->enableVisualConfirmation(4, "<g>");
-        apply({{1, {5}}, {2, {7}}});
-        container->doesProfileExist(7);
-        container->sendAlarmEvent(5);
-        container->getVisualConfIdNbr();
-        container->handlePTZ_PresetEvent({true, round, round});
-    }
-    isOver = true;
-    first.join();
-    second.join();
 }
