@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <concepts>
 #include <limits>
 
@@ -16,7 +17,7 @@ int truncateToInt(T value) {
     if (value < -end) {
         return std::numeric_limits<int>::min();
     }
-    return value == value ? static_cast<int>(value) : 0;
+    return std::isnan(value) ? 0 : static_cast<int>(value);
 }
 
 }  // namespace utils
