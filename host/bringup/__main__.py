@@ -1,4 +1,4 @@
-"""Entry of both halves: `python3 host/bringup {check,start,enter,service,inside} ...`, called by ./run."""
+"""Entry of both halves: `python3 host/bringup {check,start,enter,service,ptz,inside} ...`, called by ./run."""
 
 import os
 import sys
@@ -17,6 +17,10 @@ def main(mode: str, arguments: list[str]) -> int:
         from bringup import enter
 
         return enter.main(["--state", "/run/device/state", "--enter", "service", *arguments])
+    if mode == "ptz":
+        from bringup import ptz
+
+        return ptz.main(arguments)
     if mode == "enter":
         from bringup import enter
 

@@ -461,7 +461,6 @@ TEST_F(CallbackRaceTest, OutlivesCyclesOfAddingLosingAndRemoving) {
         apply({{1, {4}}, {2, {7}}});
         ASSERT_TRUE(haveBothGrown(1, scenesBefore, lossesBefore)) << cycle;
         apply({{1, {4}}});
-        ASSERT_EQ(module->lockUps(), 0) << cycle;
         clock.advance(200000);
         module->takeCalls();
         journal.take();

@@ -86,7 +86,6 @@ protected:
         container.reset();
         EXPECT_EQ(module->live(), 0);
         EXPECT_EQ(module->misuses(), 0);
-        EXPECT_EQ(module->lockUps(), 0);
         OpenContainer::reset();
         IDD::deinitialize();
         VideoSceneSubscriber::deinitialize();

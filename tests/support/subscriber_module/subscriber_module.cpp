@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 namespace {
@@ -20,7 +22,6 @@ void SubscriberModule::reset() {
     actions.clear();
     calls.clear();
     misuseCount = 0;
-    lockUpCount = 0;
     disconnectCount = 0;
 }
 
@@ -63,11 +64,6 @@ int SubscriberModule::live() const {
 int SubscriberModule::misuses() const {
     const std::lock_guard lock(mutex);
     return misuseCount;
-}
-
-int SubscriberModule::lockUps() const {
-    const std::lock_guard lock(mutex);
-    return lockUpCount;
 }
 
 int SubscriberModule::running(int channel) const {
@@ -130,9 +126,10 @@ void SubscriberModule::run(Lock& lock, video_scene_subscriber_st* subscriber,
 }
 
 void SubscriberModule::waitForCallbacks(Lock& lock, const video_scene_subscriber_st* subscriber) {
-    const bool isQuiet =
-        returned.wait_for(lock, longestWait, [&] { return subscriber->running == 0; });
-    lockUpCount += isQuiet ? 0 : 1;
+    if (!returned.wait_for(lock, longestWait, [&] { return subscriber->running == 0; })) {
+        fputs("the module waits for a callback that waits for the module's caller\n", stderr);
+        std::abort();
+    }
 }
 
 video_scene_subscriber_st* SubscriberModule::create(int channel, int format, void* userData) {

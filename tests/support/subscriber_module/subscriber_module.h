@@ -30,8 +30,8 @@ struct video_scene_subscriber_st {
 ///
 /// It keeps the module's promises: unsubscribing and deleting return only when no callback of the
 /// subscription runs any more, none begins after them or after the one disconnect callback, and a
-/// subscription that fails calls nothing back. A wait of ten seconds is taken for a lock-up: it is
-/// counted and given up.
+/// subscription that fails calls nothing back. A wait of ten seconds is a lock-up and ends the
+/// process.
 class SubscriberModule {
 public:
     /// Forgets everything; no subscription may be used any more.
@@ -57,8 +57,6 @@ public:
     int live() const;
     /// Uses of a subscription that is deleted, and callbacks on one.
     int misuses() const;
-    /// Waits for callbacks that were given up.
-    int lockUps() const;
     /// Callbacks of the channel that have begun and not returned.
     int running(int channel) const;
     /// Disconnect callbacks made since reset().
@@ -93,7 +91,6 @@ private:
     std::map<std::string, std::function<void()>> actions;
     std::vector<std::string> calls;
     int misuseCount = 0;
-    int lockUpCount = 0;
     int disconnectCount = 0;
 };
 
