@@ -63,10 +63,10 @@ bool ScgiConnection::read() {
             return false;
         case ScgiRequest::State::Malformed:
             refuse("400 Bad Request");
-            return false;
+            return true;
         case ScgiRequest::State::TooLarge:
             refuse("413 Content Too Large");
-            return false;
+            return true;
     }
     return false;
 }
@@ -82,9 +82,16 @@ void ScgiConnection::respond() {
     answer(request, *g_io_stream_get_output_stream(G_IO_STREAM(stream)));
 }
 
+// A connection that is closed with bytes unread takes back what was written to it. So the rest of
+// the request is still read, until its sender has seen the end of the answer or time is up.
 void ScgiConnection::refuse(const char* status) {
+    if (isRefused) {
+        return;
+    }
+    isRefused = true;
     const std::string text = std::string("Status: ") + status +
                              "\r\nContent-Type: application/json\r\n\r\n"
                              "{\"error\":\"the request is not acceptable\"}\n";
     g_socket_send_with_blocking(socket, text.data(), text.size(), FALSE, nullptr, nullptr);
+    g_socket_shutdown(socket, FALSE, TRUE, nullptr);
 }

@@ -18,7 +18,8 @@ struct ScgiPatience {
 /// One connection of the web server: reads a request as it arrives, has it answered and closes.
 /// What is no request is answered by an error of HTTP, or not at all when its sender is gone.
 ///
-/// States: Reading -> Answering -> Over, or Reading -> Over. All on the thread of the main context.
+/// States: Reading -> Answering -> Over, or Reading -> Refusing -> Over, or Reading -> Over. All on
+/// the thread of the main context.
 class ScgiConnection {
 public:
     /// Writes the answer to a request.
@@ -49,6 +50,7 @@ private:
     const Answer answer;
     std::function<void()> over;
     ScgiRequest request;
+    bool isRefused = false;
     ScgiWatch readable;
     ScgiWatch timeout;
 };
