@@ -1,8 +1,11 @@
 #include "cgi/cgi_responder.h"
 
 #include <gio/gio.h>
+#include <gio/gunixoutputstream.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -22,6 +25,19 @@ TEST(CGI_Responder, WritesTheHeadThenTheBodyAndClosesTheStream) {
 
     EXPECT_TRUE(g_output_stream_is_closed(stream));
     EXPECT_EQ(written(stream), "Content-Type: application/json\r\nStatus: 200 OK\r\n\r\n{\"a\":1}");
+}
+
+TEST(CGI_Responder, WritesAllInOnePieceSoThatAKillLeavesAllOrNothing) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);
+    {
+        g_autoptr(GOutputStream) stream = g_unix_output_stream_new(ends[0], TRUE);
+        CGI_Responder::sendResponse("{\"a\":1}", *stream);
+    }
+    char pieces[2][200];
+    EXPECT_EQ(read(ends[1], pieces[0], sizeof pieces[0]), 57);
+    EXPECT_EQ(read(ends[1], pieces[1], sizeof pieces[1]), 0);
+    close(ends[1]);
 }
 
 TEST(CGI_Responder, SendsTheHeadOfAnEmptyBodyToo) {
