@@ -14,7 +14,7 @@ from bringup.sources import Source
 class Options:
     sources: list[Source] = field(default_factory=list)
     at_end: str | None = None
-    transport: str = "socket"
+    transport: str = "module"
     parameters: list[tuple[str, str]] = field(default_factory=list)
     state: str = "state"
     port: int = 8080
@@ -39,7 +39,7 @@ def _parser() -> _Parser:
     at_end = parser.add_mutually_exclusive_group()
     at_end.add_argument("--loop", dest="at_end", action="store_const", const="--loop")
     at_end.add_argument("--once", dest="at_end", action="store_const", const="--once")
-    parser.add_argument("--transport", choices=["socket", "module"], default="socket")
+    parser.add_argument("--transport", choices=["socket", "module"], default="module")
     parser.add_argument("--parameter", dest="parameters", action="append", default=[], type=_parameter)
     parser.add_argument("--state", default="state", type=_text)
     parser.add_argument("--port", default=8080, type=_port)

@@ -195,7 +195,7 @@ TEST_F(Ending, SubscribingAgainHasToWaitForTheCallbackThatEndedIt) {
     });
     ASSERT_EQ(subscribe(subscriber), 0);
     publish(1);
-    ASSERT_TRUE(subscriber.waitForScenes(1));
+    ASSERT_TRUE(waitFor([&] { return again != 99; }));
     EXPECT_EQ(subscriber.unsubscribe(), 0);
     EXPECT_EQ(subscribed, 0);
     EXPECT_EQ(again, -2);
