@@ -93,23 +93,24 @@ class Alarms(ApplicationTest):
             now = retained(device)
             self.assertEqual([value_of(now[topic]) for topic in ALARMS], [True] * 5)
 
-    def test_of_the_pedestrians_are_the_same_in_two_runs(self):
-        runs = [None, None]
+    def test_of_the_pedestrians_are_the_same_over_both_transports(self):
+        runs = {}
+        pedestrians = os.path.join(RECORDINGS, "pedestrians.scenes.jsonl.gz")
 
-        def play(number):
-            with Device("--scenes", os.path.join(RECORDINGS, "pedestrians.scenes.jsonl.gz"), config=THREE_ZONES) as device:
+        def play(transport):
+            with Device("--scenes", pedestrians, "--transport", transport, config=THREE_ZONES) as device:
                 bus = device.bus()
                 bus.until_value(ANY, True)
                 bus.until_value(ANY, False, 100)  # the picture is never empty before the recording's end at 79.4 s
                 until(lambda: not any(value_of(bus.last(topic)) for topic in {m["topic"] for m in bus.messages}), "all end")
-                runs[number] = changes(bus)
+                runs[transport] = changes(bus)
 
-        threads = [threading.Thread(target=play, args=(number,)) for number in range(2)]
+        threads = [threading.Thread(target=play, args=(transport,)) for transport in ("socket", "module")]
         for thread in threads:
             thread.start()
         for thread in threads:
             thread.join()
-        first, second = runs
+        first, second = runs["socket"], runs["module"]
         self.assertGreater(len(first), 10)
         by_topic = lambda events: sorted((topic, at - events[0][2], value) for topic, value, at in events)  # noqa: E731
         self.assertEqual([event[::2] for event in by_topic(first)], [event[::2] for event in by_topic(second)])
@@ -239,16 +240,17 @@ class Outages(ApplicationTest):
             until(lambda: value_of(retained(device).get(PROFILE)) is False, "the alarm has ended", 2)
 
     def test_the_camera_is_back_soon_after_the_engine_and_objects_start_anew(self):
-        with Device("--scenes", self.scenes(20, [(7, 1, 3)])) as device:
-            bus = device.bus(PROFILE)
-            for value in (True, False):
-                bus.until_value(PROFILE, value)
-            device.kill("engine")
-            killed = time.time()
-            again = scene_time(bus.until_value(PROFILE, True))
-            # The object of the new life is old enough 2 s after the replay's start; restart takes 0.1 s, the camera 1 s.
-            self.assertGreater(again - killed, 2.0)
-            self.assertLess(again - killed, 2.0 + 0.1 + 1.0 + 0.5)
+        for transport in ("socket", "module"):
+            with self.subTest(transport), Device("--scenes", self.scenes(20, [(7, 1, 3)]), "--transport", transport) as device:
+                bus = device.bus(PROFILE)
+                for value in (True, False):
+                    bus.until_value(PROFILE, value)
+                device.kill("engine")
+                killed = time.time()
+                again = scene_time(bus.until_value(PROFILE, True))
+                # The object of the new life is old enough 2 s after the replay's start; restart takes 0.1 s, the camera 1 s.
+                self.assertGreater(again - killed, 2.0)
+                self.assertLess(again - killed, 2.0 + 0.1 + 1.0 + 0.5)
 
     def test_a_killed_application_leaves_no_alarm_behind(self):
         with Device("--scenes", self.scenes(6, [(7, 1, 4)]), "--once") as device:
@@ -281,7 +283,7 @@ class Termination(ApplicationTest):
 
     def test_a_request_waits_while_the_scene_source_is_absent_and_is_not_lost(self):
         for requests in (1, 2):
-            with self.subTest(requests), Device("--scenes", self.scenes(3, [])) as device:
+            with self.subTest(requests), Device("--scenes", self.scenes(3, []), "--transport", "socket") as device:
                 device.service("stop", "engine")
                 device.kill("application")
                 until(lambda: "status 137" in device.log("bringup"), "it was killed")
