@@ -1,7 +1,5 @@
 #include "config/json_parser.h"
 
-#include <cstdlib>
-#include <memory>
 
 bool JsonParser::isValid(const json_t* value) {
     return value != nullptr;
@@ -29,7 +27,12 @@ std::string JsonParser::dumpJsonToString(const json_t* value) {
     return dump(value, JSON_COMPACT | JSON_PRESERVE_ORDER);
 }
 
+// Not with json_dumps(): without memory it can leave out a key and call it a success.
 std::string JsonParser::dump(const json_t* value, std::size_t flags) {
-    const std::unique_ptr<char, decltype(&std::free)> text(json_dumps(value, flags), &std::free);
-    return text != nullptr ? text.get() : "";
+    std::string text;
+    const auto append = [](const char* piece, std::size_t length, void* place) {
+        static_cast<std::string*>(place)->append(piece, length);
+        return 0;
+    };
+    return json_dump_callback(value, append, &text, flags) == 0 ? text : std::string();
 }
