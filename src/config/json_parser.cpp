@@ -1,6 +1,5 @@
 #include "config/json_parser.h"
 
-
 bool JsonParser::isValid(const json_t* value) {
     return value != nullptr;
 }
