@@ -181,6 +181,7 @@ TEST_F(Onvif_CGI_HandlerTest, WorksWithAConnectionThatIsClosed) {
     ASSERT_NE(shared, nullptr);
     g_dbus_connection_set_exit_on_close(shared, FALSE);
     g_dbus_connection_close_sync(shared, nullptr, nullptr);
+    ASSERT_TRUE(waitFor([shared] { return g_dbus_connection_is_closed(shared) != FALSE; }));
     makeHandler();
     expectWarnings({"Could not open dbus connection for signal: Dbus connection is closed\n"});
     store(documentOf({}));
