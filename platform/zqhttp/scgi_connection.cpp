@@ -12,6 +12,13 @@ namespace {
 /// grant less.
 constexpr int sendBuffer = 1024 * 1024;
 
+/// What has arrived by the end of the time counts, however late it is looked at.
+GSource* createTimeout(unsigned milliseconds) {
+    GSource* source = g_timeout_source_new(milliseconds);
+    g_source_set_priority(source, G_PRIORITY_LOW);
+    return source;
+}
+
 }  // namespace
 
 ScgiConnection::ScgiConnection(GSocket* newSocket, GMainContext* context, ScgiPatience given,
@@ -23,7 +30,7 @@ ScgiConnection::ScgiConnection(GSocket* newSocket, GMainContext* context, ScgiPa
       over(std::move(whenOver)),
       readable(g_socket_create_source(newSocket, G_IO_IN, nullptr), G_SOURCE_FUNC(onReadable), this,
                context),
-      timeout(g_timeout_source_new(given.request), onTimeout, this, context) {
+      timeout(createTimeout(given.request), onTimeout, this, context) {
     g_socket_set_option(socket, SOL_SOCKET, SO_SNDBUF, sendBuffer, nullptr);
 }
 
@@ -48,7 +55,7 @@ gboolean ScgiConnection::onTimeout(gpointer self) {
 }
 
 bool ScgiConnection::read() {
-    std::array<char, 16 * 1024> piece;
+    std::array<char, 16'384> piece;
     g_autoptr(GError) error = nullptr;
     const gssize count =
         g_socket_receive_with_blocking(socket, piece.data(), piece.size(), FALSE, nullptr, &error);

@@ -21,8 +21,8 @@ class ScgiRequest {
 public:
     enum class State { Incomplete, Complete, Malformed, TooLarge };
 
-    static constexpr std::size_t longestHead = 64 * 1024;
-    static constexpr std::size_t longestBody = 256 * 1024;
+    static constexpr std::size_t longestHead = std::size_t{64} * 1024;
+    static constexpr std::size_t longestBody = std::size_t{256} * 1024;
 
     /// Takes up bytes as they arrive, in whatever pieces. Bytes behind the end are left out, and so
     /// are all that follow a request that is refused.
