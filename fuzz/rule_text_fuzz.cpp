@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -80,10 +81,19 @@ bool arePlain(const OnvifRules& rules) {
     });
 }
 
+/// Whether the XML of the rules is within what may be read. Rules inside each other share points.
+bool isReadable(const OnvifRules& rules, const std::string& text) {
+    std::ptrdiff_t elements = 1;
+    for (const OnvifRule& rule : rules) {
+        elements += 5 + std::distance(rule.begin(), rule.end());
+    }
+    return elements <= XMLNODE_MAX_ELEMENTS && text.size() <= XMLNODE_MAX_LENGTH;
+}
+
 /// What has been read is written, and reads as the same but for the decimals of the sensitivity.
 void writeAndRead(const OnvifRules& rules, const StreamSettings& settings) {
     const std::string text = RuleXml::write(rules);
-    if (!arePlain(rules) || text.size() > XMLNODE_MAX_LENGTH) {
+    if (!arePlain(rules) || !isReadable(rules, text)) {
         return;
     }
     const Maybe<OnvifRules> again = read(text.data(), text.size(), settings);

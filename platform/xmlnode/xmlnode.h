@@ -28,9 +28,9 @@ typedef struct _XmlNode XmlNode;
 /// printed.
 XmlNode* xmlnode_parse_string(const char* text, gsize length);
 
-#define XMLNODE_MAX_LENGTH 131072   ///< bytes of a text
-#define XMLNODE_MAX_DEPTH 64        ///< elements inside each other, the root included
-#define XMLNODE_MAX_ELEMENTS 10000  ///< elements of a text
+#define XMLNODE_MAX_LENGTH 65536   ///< bytes of a text
+#define XMLNODE_MAX_DEPTH 32       ///< elements inside each other, the root included
+#define XMLNODE_MAX_ELEMENTS 1000  ///< elements of a text
 
 /// All nodes below `node`, at any depth, that have the tag, in document order; null if there are
 /// none. The list is the caller's, to be released with g_list_free(); its nodes are borrowed.

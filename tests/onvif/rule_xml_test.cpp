@@ -3,10 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <string>
 #include <vector>
 
 #include "rule_stage.h"
+#include "support/sanitizers.h"
 #include "support/syslog_capture.h"
 #include "xmlnode/double/xmlnode_double.h"
 
@@ -223,6 +225,28 @@ TEST_F(RuleXmlTest, RefusesAMissingPointEntry) {
 TEST_F(RuleXmlTest, ReadsTheSensitivityBeforeThePoints) {
     expectRefusal(rule("Door", R"(Sensitivity="2")", "<Point/>"),
                   {{LOG_ERR, "Sensitivity attribute is outside of 0.0 - 1.0 range.\n"}, kNotFound});
+}
+
+// Each of the rules inside each other has all the points.
+TEST_F(RuleXmlTest, TakesRulesInsideEachOtherWithinASecond) {
+    constexpr int kRules = XMLNODE_MAX_DEPTH - 3;
+    constexpr int kPoints = XMLNODE_MAX_ELEMENTS - kRules - 2;
+    std::string text = "<MotionRegionConfig Sensitivity='0.5'>";
+    for (int i = 0; i < kPoints; ++i) {
+        text += "<Point x='1' y='2'/>";
+    }
+    text += "</MotionRegionConfig>";
+    for (int i = 0; i < kRules; ++i) {
+        text = "<Rule Name='a'>" + text + "</Rule>";
+    }
+    const StoredDocument document;
+    document.store("", "");
+    const std::clock_t start = std::clock();
+    const Maybe<OnvifRules> rules = readRules("<r>" + text + "</r>", 1);
+    ASSERT_EQ(static_cast<std::size_t>(kRules), rules.get().getRules().size());
+    const auto result = OnvifConfigConverter::createRules(rules.get(), document.path(), kStream);
+    EXPECT_GT(result.text.get().size(), static_cast<std::size_t>(kRules * kPoints * 5));
+    EXPECT_LT(std::clock() - start, (isSanitized ? 10 : 1) * CLOCKS_PER_SEC);
 }
 
 TEST_F(RuleXmlTest, WritesTheDocumentToTheByte) {

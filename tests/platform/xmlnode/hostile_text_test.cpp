@@ -98,18 +98,18 @@ TEST(HostileText, ResolvesNoInclusion) {
     EXPECT_EQ(file, attribute(xmlnode_find_tag(tree.root(), "include"), "href"));
 }
 
-TEST(HostileText, TakesSixtyFourLevelsAndNoMore) {
+TEST(HostileText, TakesThirtyTwoLevelsAndNoMore) {
     EXPECT_TRUE(Tree(nest(XMLNODE_MAX_DEPTH)).isValid());
     EXPECT_FALSE(Tree(nest(XMLNODE_MAX_DEPTH + 1)).isValid());
     EXPECT_LT(timeOf(repeat("<a>", XMLNODE_MAX_LENGTH / 3), false), 1.0);
 }
 
-TEST(HostileText, TakesTenThousandElementsAndNoMore) {
+TEST(HostileText, TakesAThousandElementsAndNoMore) {
     EXPECT_TRUE(Tree("<r>" + repeat("<a/>", XMLNODE_MAX_ELEMENTS - 1) + "</r>").isValid());
     EXPECT_FALSE(Tree("<r>" + repeat("<a/>", XMLNODE_MAX_ELEMENTS) + "</r>").isValid());
 }
 
-TEST(HostileText, Takes128KiBAndNoMore) {
+TEST(HostileText, Takes64KiBAndNoMore) {
     const std::string text = "<r a='" + std::string(XMLNODE_MAX_LENGTH - 9, 'x') + "'/>";
     ASSERT_EQ(static_cast<std::size_t>(XMLNODE_MAX_LENGTH), text.size());
     EXPECT_TRUE(Tree(text).isValid());
@@ -166,8 +166,8 @@ TEST(HostileText, LeavesNothingBehind) {
         entityBomb() + "<r>&a9;</r>",
         repeat("<a>", XMLNODE_MAX_LENGTH / 3),
         "<r>" + repeat("<a/>", XMLNODE_MAX_ELEMENTS + 5) + "</r>",
-        "<r " + repeat("a", 100000) + "='1'",
-        "<r>" + repeat("&lt;", 20000),
+        "<r " + repeat("a", 60000) + "='1'",
+        "<r>" + repeat("&lt;", 16000),
     };
     const auto parseAll = [&texts] {
         for (const std::string& text : texts) {
