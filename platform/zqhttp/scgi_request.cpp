@@ -80,12 +80,12 @@ ScgiRequest::State ScgiRequest::addToHead(std::string_view& bytes) {
 }
 
 ScgiRequest::State ScgiRequest::addToBody(std::string_view& bytes) {
-    const std::size_t before = text.size();
     fill(text, bodyLength, bytes);
-    if (text.find('\0', before) != std::string::npos) {
-        return State::Malformed;
+    if (text.size() < bodyLength) {
+        return State::Incomplete;
     }
-    return text.size() == bodyLength ? State::Complete : State::Incomplete;
+    // Not before all of it is here: a web server that is cut off while it sends reads no refusal.
+    return text.find('\0') == std::string::npos ? State::Complete : State::Malformed;
 }
 
 ScgiRequest::State ScgiRequest::readHead(std::string_view head) {

@@ -149,6 +149,8 @@ TEST(ScgiRequest, JoinsTheHeaderLinesThatAClientRepeats) {
 TEST(ScgiRequest, HasNoNulInItsBody) {
     EXPECT_EQ(stateOf(Scgi::request(std::string("{}\0", 3))), State::Malformed);
     EXPECT_EQ(stateOf(Scgi::request(std::string("\0{}", 3))), State::Malformed);
+    // A web server that is cut off while it sends reads no refusal.
+    EXPECT_EQ(stateOfLength("3", std::string("{\0", 2)), State::Incomplete);
     // Behind the body it is none of it.
     EXPECT_EQ(stateOf(Scgi::request("{}") + '\0'), State::Complete);
 }
