@@ -119,6 +119,29 @@ TEST_F(IddTest, AFileOfAVersionBeforeTheDataIsLeftAlone) {
     EXPECT_EQ(folder.read("idd.json"), content);
 }
 
+TEST_F(IddTest, AFileWhoseVersionIsNoVersionIsLeftAlone) {
+    const std::string content = R"({"version":"new","data":{"nbrNoltDisconnects":1}})";
+    folder.write("idd.json", content);
+    initialize();
+    EXPECT_FALSE(IDD::incrementNbrNoltDisconnects());
+    EXPECT_EQ(log.lines(),
+              (std::vector<SyslogCapture::Line>{
+                  {LOG_WARNING, "unsupported format on version new, it should be major.minor\n"},
+                  {LOG_INFO, kTooLow}}));
+    EXPECT_EQ(folder.read("idd.json"), content);
+}
+
+TEST_F(IddTest, CountsOnAfterARestart) {
+    initialize();
+    IDD::incrementNbrNoltDisconnects();
+    IDD::deinitialize();
+    initialize("1.3");
+    IDD::incrementNbrNoltDisconnects();
+    EXPECT_EQ(folder.read("idd.json"),
+              R"({"version":"1.0","oldestTimestamp":5000,"newestTimestamp":5000,)"
+              R"("data":{"nbrNoltDisconnects":2}})");
+}
+
 TEST_F(IddTest, AnUnreadableFileIsLeftAlone) {
     for (const char* content : {"not json", "{\"version\":", "[]", "{}", "{\"version\":1}"}) {
         log.clear();

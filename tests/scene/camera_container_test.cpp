@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <thread>
 #include <utility>
 
 #include "scene/camera_fixture.h"
@@ -33,6 +34,15 @@ public:
         return numbers;
     }
 
+    /// Whether the list is free to be used meanwhile.
+    static bool isLocked() {
+        if (!g_mutex_trylock(&s_mutex)) {
+            return true;
+        }
+        g_mutex_unlock(&s_mutex);
+        return false;
+    }
+
     std::vector<std::string> created;
     int shutDowns = 0;
     /// No camera is made for this number.
@@ -50,6 +60,41 @@ protected:
                                 static_cast<unsigned>(newCapabilities));
     }
     void shutDownSub() override { ++shutDowns; }
+};
+
+/// A camera with a thread that runs until it is stopped, and writes down how it ends:
+///
+///     2: stop, not in the list     2: thread ends     2: deleted
+class EndingCamera : public SocketCamera {
+public:
+    EndingCamera(int camera, API_VersionHandler handler, Journal& shared)
+        : SocketCamera(camera, 0, std::move(handler), 14), journal(shared) {
+        start(runUntilStopped, this);
+    }
+    ~EndingCamera() override { write("deleted"); }
+
+    void stop() override {
+        const bool isListed = CameraContainer::doesCameraExist(this);
+        write(std::string("stop, ") + (isListed ? "in the list" : "not in the list") +
+              (PlainContainer::isLocked() ? ", locked" : ""));
+        SocketCamera::stop();
+    }
+
+private:
+    static void* runUntilStopped(void* data) {
+        auto* camera = static_cast<EndingCamera*>(data);
+        while (camera->isRunning()) {
+            std::this_thread::sleep_for(1ms);
+        }
+        std::this_thread::sleep_for(5ms);
+        camera->write("thread ends");
+        return nullptr;
+    }
+    void write(const std::string& text) {
+        journal.write(std::to_string(getCameraId()) + ": " + text);
+    }
+
+    Journal& journal;
 };
 
 class CameraContainerTest : public CameraFixture {
@@ -332,6 +377,28 @@ TEST_F(CameraContainerTest, RemovesAllCamerasOnRequest) {
     EXPECT_FALSE(CameraContainer::hasCameras());
     apply({{1, {4}}});
     EXPECT_THAT(PlainContainer::ids(), ElementsAre(1));
+}
+
+TEST_F(CameraContainerTest, StopsJoinsAndDeletesOneRemovedCameraAfterTheOtherOutsideTheLock) {
+    apply({{1, {4}}});
+    container->insertCamera(new EndingCamera(2, versions(), journal));
+    container->insertCamera(new EndingCamera(3, versions(), journal));
+    journal.take();
+    apply({{1, {5}}});
+    EXPECT_THAT(
+        journal.take(),
+        ElementsAre("4: deleted", "5: startup -3", "2: stop, not in the list", "2: thread ends",
+                    "2: deleted", "3: stop, not in the list", "3: thread ends", "3: deleted"));
+    EXPECT_THAT(PlainContainer::ids(), ElementsAre(1));
+}
+
+TEST_F(CameraContainerTest, StopsJoinsAndDeletesAllItsCamerasOutsideTheLock) {
+    container->insertCamera(new EndingCamera(2, versions(), journal));
+    container->insertCamera(new EndingCamera(1, versions(), journal));
+    container.reset();
+    EXPECT_THAT(journal.take(),
+                ElementsAre("2: stop, not in the list", "2: thread ends", "2: deleted",
+                            "1: stop, not in the list", "1: thread ends", "1: deleted"));
 }
 
 TEST_F(CameraContainerTest, ShutsItsTransportDownAndKeepsItsCameras) {

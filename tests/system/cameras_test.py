@@ -72,6 +72,9 @@ class Cameras(unittest.TestCase):
     def test_of_the_socket_drop_out_and_come_back_and_the_first_misses_no_scene(self):
         self.drop_and_return("--transport", "socket", rounds=5)
 
+    def test_of_the_module_drop_out_and_come_back(self):
+        self.drop_and_return("--transport", "module", rounds=5)
+
 
 if __name__ == "__main__":
     unittest.main()
