@@ -2,6 +2,7 @@
 
 #include <jansson.h>
 
+#include <algorithm>
 #include <string_view>
 
 #include "config/json_auto_ptr.h"
@@ -21,11 +22,9 @@ bool isBlank(std::string_view text) {
     return text.find_first_not_of(" \t\n\r") == std::string_view::npos;
 }
 
-/// The length that remains when no cut makes the text JSON: up to its first brace, unless that is
-/// its last character, which is never looked at.
+/// The length that remains when no cut makes the text JSON: up to its first brace.
 std::size_t lengthAtLastCut(std::string_view text) {
-    const std::size_t first = text.find('}');
-    return first < text.size() - 1 ? first + 1 : text.size();
+    return std::min(text.find('}'), text.size() - 1) + 1;
 }
 
 }  // namespace
