@@ -80,6 +80,7 @@ protected:
         pump();
         analytics.reset();
         bus.reset();
+        EXPECT_TRUE(isSharedConnectionGoneInTime());
         g_unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
     }
 

@@ -43,6 +43,7 @@ protected:
         connection.reset();
         pump();
         bus.reset();
+        EXPECT_TRUE(isSharedConnectionGoneInTime());
         g_unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
     }
 
@@ -208,20 +209,19 @@ TEST_F(BusConnectionTest, CanEndWhileItIsTriedAgain) {
 }
 
 TEST_F(BusConnectionTest, CanEndWhileItConnects) {
-    make();
-    EXPECT_EQ(connection->open(), nullptr);
     startBus();
-    // The attempt takes several turns of the context; it ends after each number of them.
-    const long start = g_get_monotonic_time();
-    while (g_get_monotonic_time() - start < 90000) {
+    const std::string address = g_getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    for (long microseconds = 100000; microseconds < 105000; microseconds += 500) {
+        thereIsNoBus();
+        make();
+        const long start = g_get_monotonic_time();
+        EXPECT_EQ(connection->open(), nullptr);
+        g_setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), TRUE);
+        // The attempt begins after 100 ms and takes several turns of the context.
+        pumpUntil([&] { return g_get_monotonic_time() - start >= microseconds; });
+        connection.reset();
         pump();
     }
-    for (int turns = 0; turns < 20; ++turns) {
-        g_main_context_iteration(nullptr, turns == 0 ? TRUE : FALSE);
-    }
-    connection.reset();
-    pump();
-    EXPECT_LE(remade.size(), 1U);
 }
 
 TEST_F(BusConnectionTest, CanBeEndedByItsHandler) {
@@ -269,8 +269,10 @@ TEST_F(BusConnectionTest, CanBeAskedByAnyThreadWhileTheBusComesAndGoes) {
     for (int round = 0; round < 3; ++round) {
         {
             g_autoptr(GDBusConnection) present = connection->get();
-            ASSERT_NE(present, nullptr);
-            g_dbus_connection_close_sync(present, nullptr, nullptr);
+            EXPECT_NE(present, nullptr);
+            if (present != nullptr) {
+                g_dbus_connection_close_sync(present, nullptr, nullptr);
+            }
         }
         EXPECT_TRUE(waitFor([this] { return isAnswered(); }));
     }

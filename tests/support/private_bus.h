@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "support/wait_for.h"
+
 /// A message bus of its own that stands for the system bus while it lives. One at a time; a proxy
 /// or connection made while it lives must be gone before it.
 class PrivateBus {
@@ -57,6 +59,18 @@ private:
     GTestDBus* bus;
     std::string address;
 };
+
+/// Waits until the process's shared connection to a bus that has ended is gone, so that the next
+/// one to ask for it gets none; false after ten seconds. There is no bus meanwhile.
+inline bool isSharedConnectionGoneInTime() {
+    g_setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", TRUE);
+    return waitFor([] {
+        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+        }
+        g_autoptr(GDBusConnection) shared = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+        return shared == nullptr;
+    });
+}
 
 /// Owns names on a bus while it lives.
 class BusNames {
