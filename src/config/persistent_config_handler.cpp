@@ -22,6 +22,12 @@ JsonAutoPtr readFile(const std::string& path) {
     return JsonAutoPtr(json_load_file(path.c_str(), 0, nullptr));
 }
 
+/// Rounding to the file's digits can lift the greatest of numbers out of the range of numbers: a
+/// file with such a text would be lost.
+bool isReadable(const std::string& text) {
+    return JsonParser::isValid(JsonAutoPtr(JsonParser::decode(text.c_str())).get());
+}
+
 void logReadFailure(const std::string& path) {
     syslog(LOG_WARNING, "Failed to read from file %s\n", path.c_str());
 }
@@ -67,7 +73,7 @@ std::string PersistentConfigHandler::load(const std::string& path) {
 bool PersistentConfigHandler::save(const json_t* document, const std::string& path) {
     g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&mutex);
     const std::string text = JsonParser::dump(document, kFileFlags);
-    if (text.empty()) {
+    if (!isReadable(text)) {
         syslog(LOG_WARNING, "Failed to write to file %s\n", path.c_str());
         return false;
     }

@@ -16,8 +16,8 @@ public:
     static std::string load(const std::string& path);
 
     /// Replaces the file whole and durably, reals cut to four significant digits. False, with a
-    /// line in the log, when the document is null or the file could not be written; the file then
-    /// is what it was.
+    /// line in the log, when the document is null, when its text could not be read again, or when
+    /// the file could not be written; the file then is what it was.
     static bool save(const json_t* document, const std::string& path);
 
     /// The counter of accepted configurations that the file holds; 0 when it cannot be told.

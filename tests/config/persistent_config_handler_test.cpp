@@ -79,6 +79,14 @@ TEST_F(PersistentConfigHandlerTest, DoesNotSaveWhatIsNotADocument) {
     EXPECT_TRUE(log.has(LOG_WARNING, "Failed to write to file " + path + "\n"));
 }
 
+TEST_F(PersistentConfigHandlerTest, DoesNotSaveWhatCouldNotBeReadAgain) {
+    ASSERT_TRUE(save(R"({"old":1})"));
+    EXPECT_TRUE(save(R"({"largest with four digits":1.797e308})"));
+    EXPECT_FALSE(save(R"({"rounded up beyond all numbers":-1.79769e308})"));
+    EXPECT_TRUE(log.has(LOG_WARNING, "Failed to write to file " + path + "\n"));
+    EXPECT_EQ(folder.read("config.json"), R"({"largest with four digits": 1.797e308})");
+}
+
 TEST_F(PersistentConfigHandlerTest, TellsOfAPathThatCannotBeWritten) {
     folder.write("file", "");
     const std::string below = folder.path("file/config.json");
