@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Prints how late scenes get while the control API is under load: 30 scenes a second with 20 objects on
-3 profiles, once without requests and once with 200 a second. An idle machine gives the figures.
+3 profiles, once without requests and once with 200 a second. On a machine
+that does other things as well, `chrt -r 5` in front keeps those out of the figures.
 
 usage: bench/control_load.py [SECONDS [REQUESTS A SECOND]]
 """
