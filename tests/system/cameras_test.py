@@ -4,6 +4,7 @@ import json
 import os
 import tempfile
 import unittest
+import urllib.error
 import urllib.request
 from datetime import datetime
 
@@ -36,9 +37,18 @@ class Cameras(unittest.TestCase):
     def ask(self, device, method, **params):
         request = {"apiVersion": "1.4", "method": method, "params": params}
         body = json.dumps(request).encode()
-        with urllib.request.urlopen(device.endpoints["control"], body, timeout=PATIENCE) as answer:
-            answered = json.load(answer)
+        answered = until(lambda: self.answer(device.endpoints["control"], body), "the control service answers")
         self.assertNotIn("error", answered)
+
+    def answer(self, url, body):
+        """The answer; None while the service is not there yet: events are declared a moment before it is."""
+        try:
+            with urllib.request.urlopen(url, body, timeout=PATIENCE) as answer:
+                return json.load(answer)
+        except urllib.error.HTTPError as error:
+            self.assertEqual(error.code, 503)
+            error.close()
+            return None
 
     def configure(self, device, second_is_there):
         document = configuration([profile(1, 1), profile(2, 2, "Back")], cameras=2)
