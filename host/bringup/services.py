@@ -107,7 +107,7 @@ class Service:
         """Waits until its name is owned; the status of what waited, which ends with the bus."""
         command = ["/usr/bin/gdbus", "wait", "--system", self.program.bus_name]
         waiting = self._children.spawn(
-            command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+            command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, env={}
         )
         try:
             return await waiting.wait()
