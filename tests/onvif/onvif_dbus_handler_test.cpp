@@ -58,7 +58,6 @@ using testing::StartsWith;
 constexpr const char* kPath = "/com/orva/MotionRegion";
 constexpr const char* kInterface = "com.orva.Onvif.Rule1";
 constexpr const char* kAnalytics = "com.orva.Onvif.Analytics1";
-constexpr const char* kNoBus = "unix:path=/nonexistent/bus";
 
 const std::string kErrors = "com.orva.Onvif.Rule1.Error.";
 
@@ -187,9 +186,16 @@ private:
     std::thread thread;
 };
 
-class OnvifDBusHandlerTest : public CGI_HandlerFixture<Onvif_CGI_Handler> {
+/// The address is there before the handler is.
+class WithBusAddress {
 protected:
-    OnvifDBusHandlerTest() : CGI_HandlerFixture(withoutBus()), operations(*handler) {
+    FixedBusAddress address;
+};
+
+class OnvifDBusHandlerTest : protected WithBusAddress,
+                             public CGI_HandlerFixture<Onvif_CGI_Handler> {
+protected:
+    OnvifDBusHandlerTest() : operations(*handler) {
         store(documentOf({}));
         EXPECT_EQ(set(documentOf({1})), StatusOk);
         log.clear();
@@ -205,23 +211,16 @@ protected:
         }
         handler.reset();
         bus.reset();
-        g_unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    }
-
-    static const WatchedDevice::Parameters& withoutBus() {
-        g_setenv("DBUS_SYSTEM_BUS_ADDRESS", kNoBus, TRUE);
-        return WatchedDevice::plain;
     }
 
     void startBus() {
-        bus.emplace();
+        bus.emplace(&address);
         client = bus->connect();
     }
     void stopBus() {
         closeClient();
         analytics.reset();
         bus.reset();
-        g_setenv("DBUS_SYSTEM_BUS_ADDRESS", kNoBus, TRUE);
     }
     void closeClient() {
         if (client != nullptr) {

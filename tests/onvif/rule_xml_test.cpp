@@ -230,9 +230,9 @@ TEST_F(RuleXmlTest, ReadsTheSensitivityBeforeThePoints) {
 // Each of the rules inside each other has all the points.
 TEST_F(RuleXmlTest, TakesRulesInsideEachOtherWithinASecond) {
     constexpr int kRules = XMLNODE_MAX_DEPTH - 3;
-    constexpr int kPoints = XMLNODE_MAX_ELEMENTS - kRules - 2;
+    constexpr int kPointCount = XMLNODE_MAX_ELEMENTS - kRules - 2;
     std::string text = "<MotionRegionConfig Sensitivity='0.5'>";
-    for (int i = 0; i < kPoints; ++i) {
+    for (int i = 0; i < kPointCount; ++i) {
         text += "<Point x='1' y='2'/>";
     }
     text += "</MotionRegionConfig>";
@@ -245,7 +245,7 @@ TEST_F(RuleXmlTest, TakesRulesInsideEachOtherWithinASecond) {
     const Maybe<OnvifRules> rules = readRules("<r>" + text + "</r>", 1);
     ASSERT_EQ(static_cast<std::size_t>(kRules), rules.get().getRules().size());
     const auto result = OnvifConfigConverter::createRules(rules.get(), document.path(), kStream);
-    EXPECT_GT(result.text.get().size(), static_cast<std::size_t>(kRules * kPoints * 5));
+    EXPECT_GT(result.text.get().size(), static_cast<std::size_t>(kRules * kPointCount * 5));
     EXPECT_LT(std::clock() - start, (isSanitized ? 10 : 1) * CLOCKS_PER_SEC);
 }
 

@@ -1,23 +1,62 @@
 #pragma once
 
 #include <gio/gio.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
 
+#include "support/temporary_folder.h"
+
 #include "support/wait_for.h"
+
+/// An address for the system bus that stays while buses come and go: with other threads about, the
+/// environment must not change. One at a time, beyond the buses there.
+class FixedBusAddress {
+public:
+    FixedBusAddress() {
+        g_setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + folder.path("bus")).c_str(), TRUE);
+    }
+    ~FixedBusAddress() { g_unsetenv("DBUS_SYSTEM_BUS_ADDRESS"); }
+    FixedBusAddress(const FixedBusAddress&) = delete;
+    FixedBusAddress& operator=(const FixedBusAddress&) = delete;
+
+    /// Lets the address lead to a bus with a socket file, or nowhere without one.
+    void leadTo(const std::string& address) const {
+        const std::string link = folder.path("bus");
+        unlink(link.c_str());
+        if (!address.empty()) {
+            const std::string socket = address.substr(address.find('=') + 1);
+            [[maybe_unused]] const int made =
+                symlink(socket.substr(0, socket.find(',')).c_str(), link.c_str());
+        }
+    }
+
+private:
+    TemporaryFolder folder;
+};
 
 /// A message bus of its own that stands for the system bus while it lives. One at a time; a proxy
 /// or connection made while it lives must be gone before it.
 class PrivateBus {
 public:
-    PrivateBus() : bus(g_test_dbus_new(G_TEST_DBUS_NONE)) {
+    /// At the fixed address (borrowed), if there is one.
+    explicit PrivateBus(const FixedBusAddress* fixedAddress = nullptr)
+        : bus(g_test_dbus_new(G_TEST_DBUS_NONE)), fixed(fixedAddress) {
         g_test_dbus_up(bus);
         address = g_test_dbus_get_bus_address(bus);
-        g_setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), TRUE);
+        if (fixed != nullptr) {
+            fixed->leadTo(address);
+        } else {
+            g_setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), TRUE);
+        }
     }
     ~PrivateBus() {
-        g_unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+        if (fixed != nullptr) {
+            fixed->leadTo("");
+        } else {
+            g_unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+        }
         stop();
         g_object_unref(bus);
     }
@@ -57,6 +96,7 @@ private:
     }
 
     GTestDBus* bus;
+    const FixedBusAddress* fixed;
     std::string address;
 };
 
