@@ -393,6 +393,20 @@ class HostileTexts(RulesTest):
         if not sanitized():
             self.assertLess(resident(application) - memory, GROWTH)
 
+    def test_of_the_allowed_size_are_refused_in_time_as_well(self):
+        device = self.device([profile()])
+        until(self.rules.types, "a provider")
+        before = device.read("localdata/config.json")
+        points = "<Point x='1' y='2'/>" * 900
+        region = f"<MotionRegionConfig Sensitivity='0.5'>{points}</MotionRegionConfig>"
+        # Each of the rules inside each other has all the points.
+        nested = "<Rule Name='a'>" * 28 + region + "</Rule>" * 28
+        many = "<Rule Name='a'/>" * 990
+        for text, error in ((nested, "InternalError"), (many, "TooManyRules"), (f"<Rule Name='a'>{region}</Rule>", "InternalError")):
+            self.assertEqual(self.rules.create(rules(text)), ERRORS + error)
+            self.assertLess(self.rules.seconds, LIMIT)
+            self.assertEqual(device.read("localdata/config.json"), before)
+
     def test_that_are_no_text_end_at_the_bus(self):
         device = self.device([profile()])
         until(self.rules.types, "a provider")
