@@ -101,7 +101,8 @@ TEST_F(Stress, LeavesNothingBehind) {
     done = true;
     engine.join();
     EXPECT_GT(results[0], 0);
-    EXPECT_TRUE(waitFor([&] { return countOf("/proc/self/task") == threads; }));
+    EXPECT_TRUE(waitFor([&] { return countOf("/proc/self/task") == threads; }))
+        << countOf("/proc/self/task") << " threads instead of " << threads;
     EXPECT_EQ(countOf("/proc/self/fd"), descriptors);
     RecordProperty("subscribed", results[0]);
     RecordProperty("refused", results[1]);

@@ -56,7 +56,9 @@ SubscriberRecorder& SubscriberRecorder::enableAll() {
 }
 
 int SubscriberRecorder::remove() {
-    return module().remove(std::exchange(subscriber, nullptr));
+    const int code = module().remove(subscriber);
+    subscriber = nullptr;  // only now: a callback that still ran has used it
+    return code;
 }
 
 void SubscriberRecorder::messageArrived(char* payload, void* userData) {
