@@ -57,6 +57,7 @@ if os.path.exists(path):
     os.unlink(path)
 server = Server(path, Request)
 online()
+declare("Camera1Profile1")
 server.serve_forever()
 '''
 )

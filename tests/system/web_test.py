@@ -13,7 +13,7 @@ import unittest
 
 import stand_in
 from device import PATIENCE, Device, retained, stand_in_build, until
-from scenes import recording
+from scenes import configuration, recording
 from websocket import CONNECT, WebSocketClient, connect_with_will, publish, subscribe
 
 PASSWORD = "s:e cret pass"
@@ -124,7 +124,7 @@ class Requests(WebTest):
 
     def setUp(self):
         super().setUp()
-        device = self.device(application=stand_in.CONTROL)
+        device = self.device(application=stand_in.CONTROL, config=configuration())
         self.here = device.__enter__()
         self.addCleanup(device.__exit__)
         self.page = self.here.endpoints["page"]
@@ -262,7 +262,7 @@ class Requests(WebTest):
             connection.send(f"POST /control HTTP/1.1\r\nHost: {connection.host}\r\nContent-Length: 100\r\n\r\n{{")
         self.assertEqual(self.post(b"{}").status, 200)
         self.assertEqual(ask(self.page, "GET", "/").status, 200)
-        self.assertLess(time.monotonic() - began, 5)
+        self.assertLess(time.monotonic() - began, 9)  # before the first of them is cut off
         for piece in range(4):  # a head that comes in drops gains no time by each
             time.sleep(2)
             for connection in heads[:5]:
@@ -270,7 +270,7 @@ class Requests(WebTest):
         for connection in slow:
             connection.socket.settimeout(15)
             self.assertIn(getattr(connection.answer(), "status", None), (None, 408))
-        self.assertLess(time.monotonic() - began, 10 + 5)
+        self.assertLess(time.monotonic() - began, 16)  # 18 if each drop gained ten seconds
 
     def test_connections_that_trickle_bodies_leave_room_for_pages_and_events(self):
         held = [Connection(self.page) for _ in range(64)]
@@ -424,7 +424,7 @@ class OtherMachines(WebTest):
                 began = time.monotonic()
                 for _ in range(50):
                     self.assertEqual(ask(page, "GET", "/", self.credentials(PASSWORD)).status, 200)
-                self.assertLess(time.monotonic() - began, 1)
+                self.assertLess(time.monotonic() - began, 20)  # 50 if they waited as well
                 for began, answer, ended in (guess.result() for guess in guesses):
                     self.assertEqual(answer.status, 401)
                     self.assertGreaterEqual(ended - began, 0.9)
