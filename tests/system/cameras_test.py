@@ -2,6 +2,7 @@
 
 import json
 import os
+import statistics
 import tempfile
 import unittest
 import urllib.error
@@ -21,6 +22,13 @@ IDENTITY = [1, 0, 0, 0, 1, 0, 0, 0, 1]
 def carried_time(message):
     """The time an event carries, in seconds."""
     return datetime.fromisoformat(message["payload"]["UtcTime"].replace("Z", "+00:00")).timestamp()
+
+
+def missed(times):
+    """How many pictures lack between the first second's and the last's, one a scene. A missing one sets all later ones
+    back for good; that a busy machine stamps one or two late does not matter."""
+    lag = [time - number / RATE for number, time in enumerate(times)]
+    return (statistics.median(lag[-RATE:]) - statistics.median(lag[:RATE])) * RATE
 
 
 class Cameras(unittest.TestCase):
@@ -73,10 +81,8 @@ class Cameras(unittest.TestCase):
             until(lambda: len(pictures()) > shown + RATE, "pictures after it all")
             bus.until_value(FIRST, True)
             times = [carried_time(message) for message in pictures()]
-            gaps = [later - earlier for earlier, later in zip(times, times[1:])]
             self.assertGreater(len(times), rounds * RATE)
-            self.assertLess(max(gaps), 1.5 / RATE, "each scene of the first camera has its picture")
-            self.assertGreater(min(gaps), 0.5 / RATE, "and no more than one")
+            self.assertAlmostEqual(missed(times), 0, delta=0.5)
             self.assertEqual(device.log().count("Could not read scene"), 0)
 
     def test_of_the_socket_drop_out_and_come_back_and_the_first_misses_no_scene(self):
