@@ -3,8 +3,11 @@
 import json
 import os
 import subprocess
+import tempfile
+import unittest
 
-from device import RUN
+from device import RUN, Device
+from scenes import configuration, recording
 
 _CLIENT = os.path.join(os.path.dirname(os.path.realpath(__file__)), "rule_client.py")
 
@@ -73,6 +76,23 @@ class RuleBus:
     def send_raw(self, method, octets):
         """Sends bytes that are no text; comes back when the bus has ended that connection."""
         self._ask("raw", method, octets.hex())
+
+
+class RulesTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="tarnwatch-test-")
+        self.addCleanup(folder.cleanup)
+        self.scenes = recording(os.path.join(folder.name, "quiet.jsonl"), 3, [])
+
+    def device(self, profiles=(), cameras=1):
+        """A device with these profiles and a client of its rule service."""
+        config = configuration(list(profiles), cameras)
+        device = self.enterContext(Device(*["--scenes", self.scenes] * cameras, config=config))
+        self.rules = self.enterContext(RuleBus(device))
+        return device
+
+    def names(self, device):
+        return [each["name"] for each in device.configuration["params"]["profiles"]]
 
 
 def rule(name, sensitivity="1.0", points=WHOLE):
