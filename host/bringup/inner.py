@@ -21,8 +21,10 @@ CONF = f"{DEVICE}/conf"
 
 SCENES = "/run/plinth/scenes"
 WEB_SOCKETS = ("127.0.0.1", 9001)
+CONTROL = f"{DEVICE}/http.sock"
 
 _START_LIMIT = 60.0  # seconds until a device that is not up is given up
+_CONTROL_GRACE = 1.0  # seconds from the application's events to its control service, the last of its start
 _FAILURE_LIMIT = 5  # times a program may end by itself before the device is up
 
 # The sanitizers' own settings and the library path they need, for development; nothing else gets in.
@@ -91,7 +93,15 @@ class Device:
         await ApplicationWatch(f"{STATE}/localdata/config.json").until_up(self.children)
         while not accepts(WEB_SOCKETS):
             await asyncio.sleep(0.01)
+        await self._control_answers()
         self.note("up")
+
+    async def _control_answers(self) -> None:
+        """Waits a moment for the control service. One that does not come keeps nothing else down."""
+        loop = asyncio.get_running_loop()
+        deadline = loop.time() + _CONTROL_GRACE
+        while not accepts(CONTROL) and loop.time() < deadline:
+            await asyncio.sleep(0.01)
 
     def _last_words(self, service: Service) -> str:
         return logs.last_line(LOGS, service.log) or "it says nothing"

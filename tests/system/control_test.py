@@ -60,6 +60,10 @@ class ControlTest(unittest.TestCase):
         self.addCleanup(client.close)
         return device, client
 
+    def until_logged(self, device, words):
+        """Waits for words in the application's log, which is written by another process."""
+        until(lambda: words in device.log(), lambda: f"{words} in {device.log()}")
+
     def file(self, device):
         with open(device.path("localdata/config.json"), "rb") as file:
             return file.read()
@@ -144,9 +148,8 @@ class Envelope(ControlTest):
     def test_a_bad_head_is_told_in_the_log(self):
         device, control = self.start()
         control.text('{"apiVersion":"1.9","method":"getConfiguration","context":"me"}')
-        until(lambda: "The request header is not ok." in device.log(), device.log)
-        self.assertIn(r"warning The request header is not ok.\n  Parsed request: [version: 1.9, method: getConfiguration, "
-                      r"context: me]\n  Supported version matching request: 1.4\n  Received request: ", device.log())  # fmt: skip
+        self.until_logged(device, r"warning The request header is not ok.\n  Parsed request: [version: 1.9, method: getConfiguration, "
+                      r"context: me]\n  Supported version matching request: 1.4\n  Received request: ")  # fmt: skip
 
     def test_takes_bodies_up_to_the_limit_and_refuses_larger_ones_clearly(self):
         _, control = self.start()
@@ -320,7 +323,7 @@ class Reconfiguration(ControlTest):
         for asked, code in broken:
             answer = json.loads(control.text(json.dumps(asked)))
             self.assertEqual(answer["error"]["code"], code, asked)
-        self.assertIn("warning Could not parse configuration", device.log())
+        self.until_logged(device, "warning Could not parse configuration")
         self.assertEqual(self.file(device), before)
         self.assertEqual(os.stat(path), state)
         self.assertEqual(device.bus().until_value(PROFILE, True)["payload"]["Data"], {"active": True})
@@ -333,8 +336,8 @@ class Reconfiguration(ControlTest):
         self.addCleanup(os.chmod, device.path("localdata"), 0o700)
         answer = json.loads(control.text(json.dumps(document([free(9, area=NOWHERE)]))))
         self.assertEqual(answer["error"], {"code": "1000", "message": MESSAGES["1000"][0]})
-        self.assertIn("warning Could not save configuration", device.log())
-        self.assertIn("Could not write file /usr/local/packages/ktw/localdata/config.json : ", device.log())
+        self.until_logged(device, "warning Could not save configuration")
+        self.until_logged(device, "Could not write file /usr/local/packages/ktw/localdata/config.json : ")
         bus.until_value(PROFILE, True)
         self.assertEqual(self.file(device), before)
         os.chmod(device.path("localdata"), 0o700)
@@ -347,7 +350,7 @@ class Reconfiguration(ControlTest):
         for version in ("1.0", "1.4"):
             answer = json.loads(control.text(json.dumps(document([], version))))
             self.assertEqual(answer["error"]["code"], "1000")
-        self.assertIn("warning Could not read the configuration file", device.log())
+        self.until_logged(device, "warning Could not read the configuration file")
         self.assertFalse(os.path.exists(device.path("localdata/config.json")))
 
     def test_an_older_request_keeps_what_its_version_does_not_know(self):
@@ -512,7 +515,7 @@ class VisualConfirmation(ControlTest):
         control.data("startVisualConfirmation", {"profile": 1, "transform": [0] * 9})
         until(lambda: any("<polygon" in svg for svg in self.svgs()), "frames come")
         self.assertIn('<g transform="matrix(1 0 0 -1 0 0)" >', [svg for svg in self.svgs() if "<polygon" in svg][0])
-        self.assertIn("warning The TransformationMatrix must be invertible.", device.log())
+        self.until_logged(device, "warning The TransformationMatrix must be invertible.")
 
     def test_refuses_what_it_cannot_show(self):
         device, control = self.start()
@@ -528,7 +531,7 @@ class VisualConfirmation(ControlTest):
         for words in ("Could not decode the params for startVisualConfirmation",
                       "Could not unpack data for profile uid for startVisualConfirmation",
                       "Could not unpack the transformation matrix", "Could not enable visual confirmation"):  # fmt: skip
-            self.assertIn(f"warning {words}", device.log())
+            self.until_logged(device, f"warning {words}")
 
 
 class TestAlarm(ControlTest):
@@ -566,12 +569,12 @@ class TestAlarm(ControlTest):
         self.assertEqual(control.code("sendAlarmEvent", {"profile": 1}), "0")
         self.assertEqual(control.code("sendAlarmEvent", {"profile": 2}), "2004")
         self.assertEqual(control.code("sendAlarmEvent", {"profile": 99}), "2004")
-        self.assertIn("warning Profile does not exist", device.log())
+        self.until_logged(device, "warning Profile does not exist")
         self.assertEqual(control.code("sendAlarmEvent"), "2001")
         self.assertEqual(control.code("sendAlarmEvent", {}), "2003")
         self.assertEqual(control.code("sendAlarmEvent", {"profile": 1.0}), "2003")
         for words in ("Could not decode the params for sendAlarmEvent", "Could not unpack data for profile uid for sendAlarmEvent"):
-            self.assertIn(f"warning {words}", device.log())
+            self.until_logged(device, f"warning {words}")
 
 
 class MotionLevel(ControlTest):
