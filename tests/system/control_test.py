@@ -464,7 +464,7 @@ class VisualConfirmation(ControlTest):
         """Frames carry the times of their scenes: evenly spaced, none left out."""
         times = [scene_time(message) for message in self.frames.messages if "<polygon" in value_of(message["payload"])]
         steps = [later - earlier for earlier, later in zip(times, times[1:])]
-        self.assertTrue(all(abs(step - 1 / rate) < 0.005 for step in steps), steps)
+        self.assertTrue(all(abs(step - 1 / rate) < 0.02 for step in steps), steps)
 
     def test_shows_the_boxes_of_recorded_pedestrians(self):
         device, control = self.start(scenes=PEDESTRIANS, config=configuration([profile()]))
@@ -545,8 +545,8 @@ class TestAlarm(ControlTest):
         ends = [scene_time(bus.until_value(topic, False)) for topic in topics]
         for start, end in zip(starts, ends):
             # The first scene later than the hold time ends it; scenes are 0.1 s apart.
-            self.assertGreater(end - start, hold_time - 0.005)
-            self.assertLess(end - start, hold_time + 0.2)
+            self.assertGreater(end - start, hold_time - 0.02)
+            self.assertLess(end - start, hold_time + 0.25)
 
     def test_is_a_real_event_as_long_as_the_hold_time(self):
         self.hold(3, self.scenes(), configuration([profile()]))
@@ -590,7 +590,7 @@ class MotionLevel(ControlTest):
         times = [begin] + [message["at"] for message in levels.messages]
         for earlier, later in zip(times, times[1:]):
             self.assertGreater(later - earlier, 4.8)
-            self.assertLess(later - earlier, 5.6)
+            self.assertLess(later - earlier, 6)
         # One square of 800 scene units in a picture of 8192.
         self.assertEqual({value_of(m["payload"]) for m in levels.messages}, {f"{100 * 800 * 800 / 8192**2:.4f}"})
         heard = len(levels.messages)
@@ -598,7 +598,7 @@ class MotionLevel(ControlTest):
         killed = time.monotonic()
         until(lambda: len(levels.messages) > heard, "a value after the restart", 2 * PATIENCE)
         self.assertGreater(levels.messages[heard]["at"] - killed, 5)
-        self.assertLess(levels.messages[heard]["at"] - killed, 8)
+        self.assertLess(levels.messages[heard]["at"] - killed, 5 + 3 * PATIENCE / 20)
 
     def test_stops_and_stays_off_after_a_restart(self):
         device, control = self.start(config=configuration())
