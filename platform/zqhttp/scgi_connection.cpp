@@ -12,6 +12,10 @@ namespace {
 /// grant less.
 constexpr int sendBuffer = 1024 * 1024;
 
+/// What is still read of a request that is refused. A sender that never pauses would otherwise keep
+/// the thread from noticing that time is up.
+constexpr std::size_t mostIgnored = std::size_t{1024} * 1024;
+
 /// What has arrived by the end of the time counts, however late it is looked at.
 GSource* createTimeout(unsigned milliseconds) {
     GSource* source = g_timeout_source_new(milliseconds);
@@ -62,18 +66,17 @@ bool ScgiConnection::read() {
     if (count <= 0) {
         return g_error_matches(error, G_IO_ERROR, G_IO_ERROR_WOULD_BLOCK);
     }
-    switch (request.add({piece.data(), static_cast<std::size_t>(count)})) {
+    const auto length = static_cast<std::size_t>(count);
+    switch (request.add({piece.data(), length})) {
         case ScgiRequest::State::Incomplete:
             return true;
         case ScgiRequest::State::Complete:
             respond();
             return false;
         case ScgiRequest::State::Malformed:
-            refuse("400 Bad Request");
-            return true;
+            return refuse("400 Bad Request", length);
         case ScgiRequest::State::TooLarge:
-            refuse("413 Content Too Large");
-            return true;
+            return refuse("413 Content Too Large", length);
     }
     return false;
 }
@@ -90,10 +93,12 @@ void ScgiConnection::respond() {
 }
 
 // A connection that is closed with bytes unread takes back what was written to it. So the rest of
-// the request is still read, until its sender has seen the end of the answer or time is up.
-void ScgiConnection::refuse(const char* status) {
+// the request is still read, until its sender has seen the end of the answer, time is up, or it is
+// out of all proportion.
+bool ScgiConnection::refuse(const char* status, std::size_t length) {
+    ignored += length;
     if (isRefused) {
-        return;
+        return ignored < mostIgnored;
     }
     isRefused = true;
     const std::string text = std::string("Status: ") + status +
@@ -101,4 +106,5 @@ void ScgiConnection::refuse(const char* status) {
                              "{\"error\":\"the request is not acceptable\"}\n";
     g_socket_send_with_blocking(socket, text.data(), text.size(), FALSE, nullptr, nullptr);
     g_socket_shutdown(socket, FALSE, TRUE, nullptr);
+    return true;
 }

@@ -2,6 +2,7 @@
 
 #include <gio/gio.h>
 
+#include <cstddef>
 #include <functional>
 
 #include "zqhttp/scgi_request.h"
@@ -41,7 +42,8 @@ private:
     /// False when there is nothing more to be read.
     bool read();
     void finish();
-    void refuse(const char* status);
+    /// Leaves the bytes just read, and those that follow, out. False when they are too many.
+    bool refuse(const char* status, std::size_t length);
     void respond();
 
     GSocket* socket;            // owned
@@ -51,6 +53,8 @@ private:
     std::function<void()> over;
     ScgiRequest request;
     bool isRefused = false;
+    /// Bytes of a request that is refused.
+    std::size_t ignored = 0;
     ScgiWatch readable;
     ScgiWatch timeout;
 };

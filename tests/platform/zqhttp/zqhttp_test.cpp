@@ -272,6 +272,18 @@ TEST_F(ZQHttp, DiesOfNoSIGPIPE) {
     EXPECT_EQ(exitStatusOf(answerNobody), 0);
 }
 
+TEST_F(ZQHttp, EndsAConnectionThatNeverEndsToSendWhatIsNoRequest) {
+    ASSERT_TRUE(application.start());
+    const WebServerConnection flooding = connect();
+    const std::string junk(64 * 1024, 'x');
+    std::size_t sent = 0;
+    while (sent < 64 * 1024 * 1024 && flooding.send(junk)) {
+        sent += junk.size();
+    }
+    EXPECT_LT(sent, 2 * 1024 * 1024);
+    EXPECT_TRUE(isServing());
+}
+
 // Slow clients
 
 TEST_F(ZQHttp, AnswersOthersWhileASlowClientSends) {
