@@ -46,20 +46,21 @@ public:
         g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
         return s_reconnectMap.begin()->first;
     }
-    /// Registers an observer that ticks with every cycle of the timer and counts its ticks.
-    static int observeEveryCycle() {
+    /// Registers an observer that ticks with every cycle of the timer, or after some microseconds,
+    /// and counts its ticks.
+    static int observeEveryCycle(long interval = 0) {
         ticks = 0;
         return IntervalTimerObservable::registerObserver(
             [](int observerId) {
                 ++ticks;
                 reconnectCamera(observerId);
             },
-            0);
+            interval);
     }
     /// The same, for a camera to be reconnected.
-    static void reconnectEveryCycle(CallbackCamera* camera) {
+    static void reconnectEveryCycle(CallbackCamera* camera, long interval = 0) {
         g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&s_mutex);
-        s_reconnectMap[observeEveryCycle()] = camera;
+        s_reconnectMap[observeEveryCycle(interval)] = camera;
     }
     /// Ticks up to three cycles from now; one more than asked for may come.
     static int ticksInTime() {
