@@ -29,9 +29,9 @@ struct RuleType {
 /// The kinds of rules that are there, by their providers. Not thread-safe.
 class RuleRegistry {
 public:
-    static constexpr std::size_t maxTextLength = 64 * 1024;  ///< bytes of either XML text
-    static constexpr std::size_t maxTypes = 32;              ///< of all providers together
-    static constexpr int maxSources = 64;                    ///< changes of others are not noted
+    static constexpr std::size_t maxTextLength = 65536;  ///< bytes of either XML text
+    static constexpr std::size_t maxTypes = 32;          ///< of all providers together
+    static constexpr int maxSources = 64;                ///< changes of others are not noted
 
     /// Takes a type in; one of the same provider, object, interface and name is replaced and keeps
     /// its changes. `type.name` is read from the description. What is known now, until the next
