@@ -1,14 +1,13 @@
 #include "cgi/cgi_handler.h"
 
-#include <dlfcn.h>
 #include <sys/stat.h>
 
-#include <atomic>
 #include <functional>
 #include <set>
 
 #include "cgi/cgi_handler_fixture.h"
 #include "cgi/cgi_header.h"
+#include "cgi/lock_hook.h"
 #include "support/failing_json_memory.h"
 #include "support/fake_clock.h"
 #include "support/status_matchers.h"
@@ -17,24 +16,6 @@ using namespace std::chrono_literals;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
-
-/// Called before each lock of that mutex.
-std::atomic<GMutex*> watchedMutex{nullptr};
-std::function<void()> beforeLock;
-
-}  // namespace
-
-/// Stands before GLib's own, to let something happen between two locks.
-extern "C" void g_mutex_lock(GMutex* mutex) {
-    static const auto original =
-        reinterpret_cast<decltype(&g_mutex_lock)>(dlsym(RTLD_NEXT, "g_mutex_lock"));
-    if (mutex == watchedMutex.load()) {
-        beforeLock();
-    }
-    original(mutex);
-}
 
 namespace {
 
@@ -605,15 +586,12 @@ TEST_F(CGI_HandlerTest, RefusesARequestForAnAlarmThatIsNotWhole) {
 TEST_F(CGI_HandlerTest, CannotSendAnAlarmOfAProfileThatGoesMeanwhile) {
     start({4});
     int locks = 0;
-    beforeLock = [&] {
+    const LockHook hook([&](GMutex* mutex) {
         // Between the search for the profile and the request to it.
-        if (++locks == 2) {
-            watchedMutex = nullptr;
+        if (mutex == &StagedContainer::s_mutex && ++locks == 2) {
             container->removeAllCameras();
         }
-    };
-    watchedMutex = &StagedContainer::s_mutex;
+    });
     EXPECT_EQ(statusOf("sendAlarmEvent", R"({"profile":4})"), StatusInternalError);
-    watchedMutex = nullptr;
     expectWarnings({"Could not send alarm event\n"});
 }

@@ -3,10 +3,14 @@
 
 #include <dlfcn.h>
 
+#include <future>
 #include <map>
+#include <optional>
 #include <thread>
+#include <utility>
 
 #include "cgi/cgi_handler_fixture.h"
+#include "cgi/lock_hook.h"
 #include "support/failing_json_memory.h"
 #include "support/wait_for.h"
 
@@ -40,6 +44,41 @@ protected:
         const std::string path = folder.write(std::string(250, 'c'), documentOf({}));
         handler = std::make_unique<CGI_Handler>(*container, controlVersions(), path,
                                                 motionLevelPath(), &limits, &defaults, &parser);
+    }
+    /// Sets a configuration and, before its n-th lock, another one from another thread: whether
+    /// that was let in; no value when there are not so many locks.
+    std::optional<bool> isAnotherLetInBefore(int n) {
+        std::thread another;
+        bool isLetIn = false;
+        std::promise<void> hasKnocked;
+        const auto setAnother = [&] {
+            bool isFirst = true;
+            const LockHook knock([&](GMutex* mutex) {
+                if (std::exchange(isFirst, false)) {
+                    isLetIn = g_mutex_trylock(mutex) != FALSE;
+                    if (isLetIn) {
+                        g_mutex_unlock(mutex);
+                    }
+                    hasKnocked.set_value();
+                }
+            });
+            EXPECT_EQ(set(documentOf({7})), StatusOk);
+        };
+        int locks = 0;
+        {
+            const LockHook hook([&](GMutex*) {
+                if (++locks == n) {
+                    another = std::thread(setAnother);
+                    hasKnocked.get_future().wait();
+                }
+            });
+            EXPECT_EQ(set(documentOf({4})), StatusOk);
+        }
+        if (!another.joinable()) {
+            return {};
+        }
+        another.join();
+        return isLetIn;
     }
     /// Stores a document with that counter.
     void storeCounter(const std::string& counter) {
@@ -269,6 +308,16 @@ TEST_F(SetConfiguration, TwoThreadsStoreAndRunWholeDocumentsOneAfterTheOther) {
             json_integer_value(json_object_get(json_array_get(profiles, i), "uid"))));
     }
     EXPECT_EQ(running, inFile);
+}
+
+TEST_F(SetConfiguration, LetsNoOtherInFromItsFirstLookAtTheFileToTheSwap) {
+    start({4});
+    int n = 2;  // the first lock is the one that keeps others out
+    for (; const std::optional<bool> isLetIn = isAnotherLetInBefore(n); ++n) {
+        EXPECT_FALSE(*isLetIn) << n;
+    }
+    // The file is read twice and written, and the cameras are changed.
+    EXPECT_GT(n, 5);
 }
 
 // Presets of a moving camera
