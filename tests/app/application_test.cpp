@@ -134,6 +134,11 @@ protected:
         }
     }
 
+    static bool isListeningToPTZ() {
+        const std::vector<ZQEventDouble::Subscription> all = ZQEventDouble::subscriptions();
+        return std::any_of(all.begin(), all.end(), [](const auto& one) { return one.subscribed; });
+    }
+
     /// The name of the error with which this process's rule service answers a look at the rules.
     static std::string rulesOf(const PrivateBus& bus) {
         g_autoptr(GDBusConnection) own = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
@@ -245,6 +250,7 @@ TEST_F(ApplicationTest, LetsTheWebServerGoBeforeTheCamerasAndTheCamerasBeforeThe
         GTEST_SKIP() << "the application is installed here, with a configuration of its own";
     }
     ZQParameterDouble::remove("root.ImageSource.I0.Type");
+    ZQParameterDouble::set("root.Properties.PTZ.PTZ", "yes");
     EXPECT_EQ(0, exitStatusOf([this] {
                   writeNothing();
                   std::thread([this] {
@@ -252,11 +258,13 @@ TEST_F(ApplicationTest, LetsTheWebServerGoBeforeTheCamerasAndTheCamerasBeforeThe
                       ScenePeer engine = server.acceptAndGrant();
                       waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
                       expect(CameraContainer::hasCameras(), 3);
+                      expect(isListeningToPTZ(), 4);
                       engine.sendHead(100);
                       waitFor([&] { return engine.isAllTaken(); });
                       kill(getpid(), SIGTERM);
                       // The camera waits for the rest of a frame, and the end for the camera.
                       waitFor([] { return ZQHttpDouble::liveHandlers() == 0; });
+                      waitFor([] { return !isListeningToPTZ(); });
                       expect(engine.isOpen(), 5);
                       expect(!ZQEventDouble::declared().empty(), 6);
                       expect(!ZQHttpDouble::request("{}").isHandled, 7);
@@ -288,6 +296,38 @@ TEST_F(ApplicationTest, ServesRulesUntilItStops) {
                   }).detach();
                   expect(Application::run() == 0, 2);
                   expect(rulesOf(bus) == "org.freedesktop.DBus.Error.UnknownMethod", 3);
+                  _exit(0);
+              }));
+}
+
+TEST_F(ApplicationTest, LetsTheRuleServiceGoBeforeItWaitsForARunningRequest) {
+    if (g_file_test("/usr/local/packages/ktw/localdata", G_FILE_TEST_EXISTS)) {
+        GTEST_SKIP() << "the application is installed here, with a configuration of its own";
+    }
+    EXPECT_EQ(0, exitStatusOf([] {
+                  const PrivateBus bus;
+                  const MainLoopThread loop;
+                  writeNothing();
+                  static SlowHandler slow;
+                  std::thread([] {
+                      waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
+                      g_autoptr(GOutputStream) out = g_memory_output_stream_new_resizable();
+                      CGI_Callback::handle("", "", R"({"apiVersion":"1.4","method":"slow"})",
+                                           nullptr, out, &slow);
+                  }).detach();
+                  std::thread([&bus] {
+                      slow.entered.get_future().wait();
+                      waitFor([&bus] {
+                          return rulesOf(bus) == "com.orva.Onvif.Rule1.Error.InternalError";
+                      });
+                      kill(getpid(), SIGTERM);
+                      waitFor([&bus] {
+                          return rulesOf(bus) == "org.freedesktop.DBus.Error.UnknownMethod";
+                      });
+                      expect(ZQHttpDouble::liveHandlers() == 1, 3);
+                      slow.leave.set_value();
+                  }).detach();
+                  expect(Application::run() == 0, 2);
                   _exit(0);
               }));
 }

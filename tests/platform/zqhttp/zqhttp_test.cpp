@@ -201,6 +201,8 @@ TEST_F(ZQHttp, CallsBackOnOneThreadThatTakesNoSignals) {
 // What is no request
 
 TEST_F(ZQHttp, RefusesWhatIsNoRequestAndGoesOn) {
+    // A refusal that waited for the rest of the request would come too late.
+    zq_http_host_set_patience(60'000, 1);
     ASSERT_TRUE(application.start());
     const std::string refusal =
         "Content-Type: application/json\r\n\r\n"
@@ -272,6 +274,18 @@ TEST_F(ZQHttp, DiesOfNoSIGPIPE) {
     EXPECT_EQ(exitStatusOf(answerNobody), 0);
 }
 
+TEST_F(ZQHttp, ReadsTheRestOfWhatItRefuses) {
+    ASSERT_TRUE(application.start());
+    const std::string rest(512 * 1024, 'x');
+    for (const char* bytes : {"GET / HTTP/1.1\r\n\r\n", "65537:"}) {
+        const WebServerConnection connection = connect();
+        connection.send(bytes);
+        ASSERT_TRUE(connection.hasSomethingWithin(20'000));
+        EXPECT_TRUE(connection.send(rest)) << bytes;
+        EXPECT_THAT(connection.receive(), StartsWith("Status: 4"));
+    }
+}
+
 TEST_F(ZQHttp, EndsAConnectionThatNeverEndsToSendWhatIsNoRequest) {
     ASSERT_TRUE(application.start());
     const WebServerConnection flooding = connect();
@@ -311,6 +325,51 @@ TEST_F(ZQHttp, EndsAConnectionWhoseRequestDoesNotArriveInTime) {
     EXPECT_THAT(application.requests(), ElementsAre("still there"));
 }
 
+TEST_F(ZQHttp, CountsWhatHasArrivedInTimeHoweverLateItIsLookedAt) {
+    zq_http_host_set_patience(100, 1);
+    std::atomic<bool> isInside = false;
+    std::atomic<bool> mayLeave = false;
+    application.respond = [&](const std::string& request, GOutputStream* out) {
+        if (request == "long") {
+            isInside = true;
+            isInside.notify_all();
+            mayLeave.wait(false);
+        }
+        Application::write(out, head + request);
+    };
+    ASSERT_TRUE(application.start());
+    const WebServerConnection busy = connect();
+    const WebServerConnection other = connect();
+    const std::string bytes = Scgi::request("in time");
+    busy.send(Scgi::request("long"));
+    isInside.wait(false);
+    other.send(bytes);
+    g_usleep(150'000);  // its time is up
+    mayLeave = true;
+    mayLeave.notify_all();
+    EXPECT_EQ(other.receive(), head + "in time");
+}
+
+TEST_F(ZQHttp, WaitsForNoReaderOfAnAnswerOfTheUsualSize) {
+    zq_http_host_set_patience(10'000, 1);
+    const std::string answer(300'000, 'x');
+    std::atomic<int> failures = 0;
+    application.respond = [&](const std::string& request, GOutputStream* out) {
+        if (request != "much") {
+            Application::write(out, head + request);
+        } else if (!g_output_stream_write_all(out, answer.data(), answer.size(), nullptr, nullptr,
+                                              nullptr)) {
+            ++failures;
+        }
+    };
+    ASSERT_TRUE(application.start());
+    const WebServerConnection reader = connect();
+    reader.send(Scgi::request("much"));
+    EXPECT_TRUE(isServing());
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(reader.receive(), answer);
+}
+
 TEST_F(ZQHttp, GivesUpAReaderThatStalls) {
     zq_http_host_set_patience(10'000, 1);
     std::atomic<bool> hasFailed = false;
@@ -330,7 +389,20 @@ TEST_F(ZQHttp, GivesUpAReaderThatStalls) {
     EXPECT_TRUE(hasFailed);
 }
 
-TEST_F(ZQHttp, TakesNoMoreConnectionsThanItHoldsAndTheOthersLater) {
+TEST_F(ZQHttp, TakesNoMoreConnectionsThanItHolds) {
+    ASSERT_TRUE(application.start());
+    std::vector<WebServerConnection> silent;
+    for (int i = 0; i < 32; ++i) {
+        silent.push_back(connect());
+    }
+    const WebServerConnection late = connect();
+    late.send(Scgi::request("late"));
+    EXPECT_FALSE(late.hasSomethingWithin(100));
+    silent.pop_back();
+    EXPECT_EQ(late.receive(), head + "late");
+}
+
+TEST_F(ZQHttp, TakesTheConnectionsThatHadToWaitLater) {
     zq_http_host_set_patience(300, 1);
     ASSERT_TRUE(application.start());
     std::vector<WebServerConnection> silent;
