@@ -96,6 +96,8 @@ TEST_F(OnvifConfigConverterTest, FailsWithoutADocument) {
 TEST_F(OnvifConfigConverterTest, FailsWithoutAMember) {
     document.write("{}");
     expectFailures(StatusMissingParameter, "Could not read 'params' from configuration");
+    document.write(R"({"params":{}})");
+    expectFailures(StatusMissingParameter, "Could not read 'profiles' from configuration");
     document.write(R"({"params":{"cameras":[]}})");
     expectFailures(StatusMissingParameter, "Could not read 'profiles' from configuration");
 }
@@ -109,11 +111,34 @@ TEST_F(OnvifConfigConverterTest, DeletesWithoutLookingAtTheCameras) {
     EXPECT_EQ(remove({"a"}).text.get(), R"({"params":{"profiles":[]}})");
 }
 
+// Which of two failures is told shows what comes first.
+TEST_F(OnvifConfigConverterTest, LooksAtTheMembersOfAProfileInTheirTurn) {
+    document.store(kActive, "{}");
+    expectFailure(create(rules({"a"})), StatusMissingParameter, "Failed to parse key: uid");
+    expectFailure(modify(rules({"a"})), StatusMissingParameter, "Failed to parse key: name");
+    expectFailure(remove({"a"}), StatusMissingParameter, "Failed to parse key: camera");
+    expectFailure(get(), StatusMissingParameter, "Failed to parse key: camera");
+}
+
+TEST_F(OnvifConfigConverterTest, LooksAtTheCamerasBeforeTheProfilesWhenItCreates) {
+    document.store("{}", "{}");
+    expectFailure(create(rules({"a"})), StatusMissingParameter, "Failed to parse key: id");
+    document.store(R"({"id":1})", "");
+    expectFailure(create(rules({"a\"b"})), StatusMissingParameter, "Failed to parse key: active");
+}
+
 TEST_F(OnvifConfigConverterTest, AppendsAProfileForEachRule) {
     document.store(kActive, profileText(3, 1, "old"));
     expectDocument(
         create(rules({"b", "a"})), kActive,
         profileText(3, 1, "old") + kComma + created(4, 1, "b") + kComma + created(5, 1, "a"));
+}
+
+TEST_F(OnvifConfigConverterTest, WritesTheCameraOfTheRules) {
+    document.store(kActive + kComma + kOther, profileText(3, 2, "old"));
+    expectDocument(create(rules({"a"}, 2)), kActive + kComma + kOther,
+                   profileText(3, 2, "old") + kComma + created(4, 2, "a"));
+    expectDocument(modify(rules({"old"}, 2)), kActive + kComma + kOther, created(3, 2, "old"));
 }
 
 TEST_F(OnvifConfigConverterTest, NeverWritesTheFile) {
@@ -231,6 +256,25 @@ TEST_F(OnvifConfigConverterTest, DeletesEveryMatchOfTheCamera) {
     expectDocument(
         remove({"b", "a"}, 2), kActive,
         profileText(1, 1, "a") + kComma + profileText(2, 1, "b") + kComma + profileText(4, 1, "a"));
+}
+
+TEST_F(OnvifConfigConverterTest, DeletesNeighboursOfOneName) {
+    document.store(kActive, profileText(1, 1, "a") + kComma + profileText(2, 1, "a") + kComma +
+                                profileText(3, 1, "b") + kComma + profileText(4, 1, "a") + kComma +
+                                profileText(5, 1, "a"));
+    expectDocument(remove({"a"}), kActive, profileText(3, 1, "b"));
+}
+
+TEST_F(OnvifConfigConverterTest, DeletesFromTheLastProfileToTheFirst) {
+    document.store(kActive, R"({"name":"a"},{"camera":1})");
+    expectFailure(remove({"a"}), StatusMissingParameter, "Failed to parse key: name");
+    document.store(kActive, R"({"camera":1},{"name":"a"})");
+    expectFailure(remove({"a"}), StatusMissingParameter, "Failed to parse key: camera");
+}
+
+TEST_F(OnvifConfigConverterTest, ModifiesFromTheFirstProfileToTheLast) {
+    document.store(kActive, R"({"name":"a"},{"camera":1})");
+    expectFailure(modify(rules({"a"})), StatusMissingParameter, "Failed to parse key: camera");
 }
 
 TEST_F(OnvifConfigConverterTest, DeletesOnAnInactiveCameraAndLeavesItSo) {

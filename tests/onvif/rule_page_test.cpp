@@ -173,6 +173,14 @@ TEST_F(RulePage, ShowsTheProfileOfEachRuleAndHowItReadsBack) {
     EXPECT_TRUE(log.lines().empty());
 }
 
+TEST_F(RulePage, TellsTheLimitsOfAText) {
+    EXPECT_EQ(64 * 1024, XMLNODE_MAX_LENGTH);
+    EXPECT_EQ(32, XMLNODE_MAX_DEPTH);
+    EXPECT_EQ(1000, XMLNODE_MAX_ELEMENTS);
+    EXPECT_THAT(readLines(), testing::Contains(testing::HasSubstr(
+                                 "A text may have 64 KiB, 32 levels and 1,000 elements")));
+}
+
 TEST_F(RulePage, TellsTheFiltersOfEachSensitivity) {
     const auto rows = readTable("Sensitivity");
     ASSERT_THAT(rows, SizeIs(testing::Ge(12U)));

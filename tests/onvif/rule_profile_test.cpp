@@ -129,6 +129,12 @@ TEST_F(ProfilesToRulesTest, LosesAllForOneThatIsNoRule) {
     expectLostRule(withData("[7]"), "Non valid index.");
 }
 
+TEST_F(ProfilesToRulesTest, ReadsTheFiltersThenTheNameThenThePoints) {
+    expectLostRule(R"({"camera":1})", "Could not read 'filters' from configuration");
+    expectLostRule(R"({"camera":1,"filters":[{}]})", "Failed to parse key: type");
+    expectLostRule(R"({"camera":1,"filters":[]})", "Failed to parse key: name");
+}
+
 TEST_F(ProfilesToRulesTest, ThrowsForAProfileThatDoesNotTellItsCamera) {
     expectStatus([] { read("[{}]"); }, StatusMissingParameter, "Failed to parse key: camera");
 }

@@ -227,6 +227,47 @@ TEST_F(RuleXmlTest, ReadsTheSensitivityBeforeThePoints) {
                   {{LOG_ERR, "Sensitivity attribute is outside of 0.0 - 1.0 range.\n"}, kNotFound});
 }
 
+TEST_F(RuleXmlTest, ReadsTheNameBeforeTheSensitivity) {
+    expectRefusal("<Rule><MotionRegionConfig Sensitivity='2'/></Rule>",
+                  {{LOG_ERR, "Name attribute not found.\n"}, kNotFound});
+}
+
+TEST_F(RuleXmlTest, ReadsBothCoordinatesBeforeItHoldsThemAgainst16Bits) {
+    expectBadPoint(R"(x="40000" y="a")", "Could not find/convert x/y point attribute.");
+}
+
+TEST_F(RuleXmlTest, TakesOnlyThePointsBelowTheFirstConfig) {
+    EXPECT_EQ(readOne("<Rule Name='n'><Point/><MotionRegionConfig Sensitivity='1'>"
+                      "<Point x='10' y='20'/></MotionRegionConfig>"
+                      "<MotionRegionConfig Sensitivity='2'><Point/></MotionRegionConfig></Rule>"),
+              OnvifRule(1.0, {{10, 20}}, "n"));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+// Ten rules of twenty points with the longest names, each element with declarations of its own.
+TEST_F(RuleXmlTest, TakesTwiceWhatADeviceTakes) {
+    const std::string declared =
+        " xmlns:tt=\"http://www.onvif.org/ver10/schema\" "
+        "xmlns:axt=\"http://www.onvif.org/ver20/analytics\" ";
+    std::string points;
+    for (int i = 0; i < 20; ++i) {
+        points += "\n\t\t\t\t\t\t<tt:Point" + declared + R"(x="-12345" y="-12345"/>)";
+    }
+    std::string name;
+    for (int i = 0; i < 64; ++i) {
+        name += "ä";
+    }
+    std::string text;
+    for (int i = 0; i < 10; ++i) {
+        text += rule(name, declared + R"(Sensitivity="0.500000")", points);
+    }
+    EXPECT_GT(text.size(), 25'000U);
+    const Maybe<OnvifRules> rules = read(text + text);
+    ASSERT_TRUE(rules.hasValue());
+    const OnvifRule expected(0.5, std::vector<Point>(20, {-12345, -12345}), name);
+    EXPECT_EQ(rules.get(), OnvifRules(std::vector<OnvifRule>(20, expected), 2));
+}
+
 // Each of the rules inside each other has all the points.
 TEST_F(RuleXmlTest, TakesRulesInsideEachOtherWithinASecond) {
     constexpr int kRules = XMLNODE_MAX_DEPTH - 3;
