@@ -185,6 +185,12 @@ TEST_F(OnvifConfigConverterTest, ActivatesACameraAndLeavesItsProfiles) {
                    profileText(1, 1, "old"));
 }
 
+TEST_F(OnvifConfigConverterTest, ActivatesACameraBehindAnother) {
+    document.store(kOther + kComma + kInactive, "");
+    expectDocument(create(rules({}), kTurned),
+                   kOther + kComma + R"({"id":1,"active":true,"rotation":180})", "");
+}
+
 TEST_F(OnvifConfigConverterTest, AddsACameraThatIsNotThere) {
     document.store(kOther, "");
     expectDocument(create(rules({}), kTurned),
