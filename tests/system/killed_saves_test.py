@@ -31,7 +31,8 @@ while :; do
 done
 """
 COMMAND = "/usr/local/packages/ktw/lib/tarnwatch"
-TEMPORARY = re.compile(r"config\.json\.[A-Za-z0-9]{6}")
+# One name in a hundred reads like somebody's own, such as "backup" or a date; the application leaves such a file.
+TEMPORARY = re.compile(r"config\.json\.(?![a-z]{6}$|[A-Z]{6}$|[0-9]{6}$)[A-Za-z0-9]{6}")
 
 
 def numbered(number):
