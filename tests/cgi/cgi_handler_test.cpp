@@ -1,5 +1,6 @@
 #include "cgi/cgi_handler.h"
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 
 #include <functional>
@@ -16,6 +17,24 @@ using namespace std::chrono_literals;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+namespace {
+
+/// The append that fails, counted from now; 0 for none.
+int failingAppend = 0;
+
+}  // namespace
+
+/// Stands before the JSON library's own: short arrays never want for memory.
+extern "C" int json_array_append_new(json_t* array, json_t* value) {
+    static const auto original = reinterpret_cast<decltype(&json_array_append_new)>(
+        dlsym(RTLD_NEXT, "json_array_append_new"));
+    if (failingAppend > 0 && --failingAppend == 0) {
+        json_decref(value);
+        return -1;
+    }
+    return original(array, value);
+}
 
 namespace {
 
@@ -297,6 +316,31 @@ TEST_F(CGI_HandlerOnPTZ, TellsWhichStepOfTheCapabilitiesFailed) {
                     "Cannot add motionLevel to the default configuration\n",
                     "Cannot create the presets for the default profile\n",
                     "Cannot add the presets to the default configuration\n"));
+}
+
+TEST_F(CGI_HandlerTest, TellsWhichElementOfTheCapabilitiesCouldNotBeAdded) {
+    std::vector<std::string> reasons;
+    for (int n = 1;; ++n) {
+        failingAppend = n;
+        const auto result = handler->handleRequestedCgi("", "getConfigurationCapabilities");
+        if (std::exchange(failingAppend, 0) > 0) {
+            EXPECT_EQ(result->status, StatusOk);
+            break;
+        }
+        EXPECT_EQ(result->status, StatusInternalError);
+        // The elements' own arrays are another matter.
+        if (log.texts().back().starts_with("Cannot add ")) {
+            reasons.push_back(log.texts().back());
+        }
+    }
+    EXPECT_THAT(
+        reasons,
+        ElementsAre(
+            "Cannot add the default values for the sizePercentageFilter to the filters array\n",
+            "Cannot add the default values for the shortLivedFilter to the filters array\n",
+            "Cannot add the default values for the swayingFilter to the filters array\n",
+            "Cannot add the default values for the exclude area to the filters array\n",
+            "Cannot add the default values for the includeArea to the triggers array\n"));
 }
 
 TEST_F(CGI_HandlerTest, TellsWhichValuesTheCapabilitiesLack) {
