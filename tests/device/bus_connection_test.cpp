@@ -10,31 +10,11 @@
 #include <thread>
 #include <vector>
 
+#include "support/main_loop_thread.h"
 #include "support/private_bus.h"
 #include "support/wait_for.h"
 
 namespace {
-
-/// The thread of the default main context.
-class MainLoop {
-public:
-    MainLoop() : thread([this] { g_main_loop_run(loop); }) {
-        while (g_main_loop_is_running(loop) == FALSE) {
-            std::this_thread::yield();
-        }
-    }
-    ~MainLoop() {
-        g_main_loop_quit(loop);
-        thread.join();
-        g_main_loop_unref(loop);
-    }
-    MainLoop(const MainLoop&) = delete;
-    MainLoop& operator=(const MainLoop&) = delete;
-
-private:
-    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
-    std::thread thread;
-};
 
 class BusConnectionTest : public testing::Test {
 protected:
@@ -247,7 +227,7 @@ TEST_F(BusConnectionTest, EndsOnlyAfterARunningHandler) {
     });
     EXPECT_EQ(connection->open(), nullptr);
     startBus();
-    const MainLoop loop;
+    const MainLoopThread loop;
     entered.get_future().wait();
     std::thread helper([&] { leave.set_value(); });
     connection.reset();
@@ -259,7 +239,7 @@ TEST_F(BusConnectionTest, CanBeAskedByAnyThreadWhileTheBusComesAndGoes) {
     startBus();
     connection = std::make_unique<BusConnection>();
     { g_autoptr(GDBusConnection) opened = connection->open(); }
-    const MainLoop loop;
+    const MainLoopThread loop;
     std::atomic<bool> done{false};
     std::thread asker([&] {
         while (!done) {

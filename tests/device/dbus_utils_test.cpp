@@ -9,10 +9,9 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <future>
 #include <stdexcept>
-#include <thread>
 
+#include "support/bus_service.h"
 #include "support/private_bus.h"
 
 namespace {
@@ -53,46 +52,17 @@ constexpr const char* kIntrospection = R"(
   <method name="Text"><arg type="s" direction="out"/></method>
 </interface></node>)";
 
-/// A service on the bus with a thread and a connection of its own.
+/// The service that is called.
 class Service {
 public:
-    explicit Service(const PrivateBus& bus) {
-        std::promise<void> ready;
-        thread = std::thread([this, &bus, &ready] { serve(bus, ready); });
-        ready.get_future().wait();
-    }
-    ~Service() {
-        // On the loop's own thread, since a loop that does not run yet would forget it.
-        g_main_context_invoke(
-            context,
-            [](gpointer data) -> gboolean {
-                g_main_loop_quit(static_cast<GMainLoop*>(data));
-                return G_SOURCE_REMOVE;
-            },
-            loop);
-        thread.join();
-        g_main_loop_unref(loop);
-        g_main_context_unref(context);
-    }
-    Service(const Service&) = delete;
-    Service& operator=(const Service&) = delete;
+    explicit Service(const PrivateBus& bus) : service(bus, kName, serve) {}
 
 private:
-    void serve(const PrivateBus& bus, std::promise<void>& ready) {
-        g_main_context_push_thread_default(context);
-        g_autoptr(GDBusConnection) connection = bus.connect();
+    static void serve(GDBusConnection* connection) {
         g_autoptr(GDBusNodeInfo) node = g_dbus_node_info_new_for_xml(kIntrospection, nullptr);
         const GDBusInterfaceVTable table = {handle, nullptr, nullptr, {}};
         g_dbus_connection_register_object(connection, kPath, node->interfaces[0], &table, nullptr,
                                           nullptr, nullptr);
-        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "RequestName", g_variant_new("(su)", kName, 0U), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
-            nullptr, nullptr);
-        ready.set_value();
-        g_main_loop_run(loop);
-        g_dbus_connection_close_sync(connection, nullptr, nullptr);
-        g_main_context_pop_thread_default(context);
     }
 
     static void handle(GDBusConnection*, const char*, const char*, const char*, const char* name,
@@ -119,9 +89,7 @@ private:
         }
     }
 
-    GMainContext* context = g_main_context_new();
-    GMainLoop* loop = g_main_loop_new(context, FALSE);
-    std::thread thread;
+    BusService service;
 };
 
 class DBusUtilsTest : public testing::Test {

@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 
 #include <atomic>
-#include <future>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -13,6 +12,7 @@
 #include "onvif/config_conversion_result.h"
 #include "onvif/onvif_handler.h"
 #include "onvif/onvif_rule_type.h"
+#include "support/bus_service.h"
 #include "support/main_loop_thread.h"
 #include "support/private_bus.h"
 #include "support/wait_for.h"
@@ -77,25 +77,12 @@ std::string rule(const std::string& name) {
 /// The analytics service: takes every registration, on a thread and a connection of its own.
 class Analytics {
 public:
-    explicit Analytics(const PrivateBus& bus) {
-        std::promise<void> ready;
-        thread = std::thread([this, &bus, &ready] { serve(bus, ready); });
-        ready.get_future().wait();
-    }
-    ~Analytics() {
-        g_main_context_invoke(
-            context,
-            [](gpointer data) -> gboolean {
-                g_main_loop_quit(static_cast<GMainLoop*>(data));
-                return G_SOURCE_REMOVE;
-            },
-            loop);
-        thread.join();
-        g_main_loop_unref(loop);
-        g_main_context_unref(context);
-    }
-    Analytics(const Analytics&) = delete;
-    Analytics& operator=(const Analytics&) = delete;
+    explicit Analytics(const PrivateBus& bus)
+        : service(
+              bus, kAnalytics, [this](GDBusConnection* connection) { begin(connection); },
+              [this](GDBusConnection* connection) {
+                  g_dbus_connection_remove_filter(connection, filter);
+              }) {}
 
     /// Lets registrations wait, and lets them go on.
     void hold() { g_mutex_lock(&mutex); }
@@ -122,10 +109,8 @@ public:
     }
 
 private:
-    void serve(const PrivateBus& bus, std::promise<void>& ready) {
-        g_main_context_push_thread_default(context);
-        g_autoptr(GDBusConnection) connection = bus.connect();
-        const unsigned filter = g_dbus_connection_add_filter(
+    void begin(GDBusConnection* connection) {
+        filter = g_dbus_connection_add_filter(
             connection,
             [](GDBusConnection*, GDBusMessage* message, gboolean isIncoming, gpointer self) {
                 static_cast<Analytics*>(self)->note(message, isIncoming != FALSE);
@@ -147,15 +132,6 @@ private:
             {}};
         g_dbus_connection_register_object(connection, "/com/orva/Onvif/Analytics1",
                                           node->interfaces[0], &table, this, nullptr, nullptr);
-        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "RequestName", g_variant_new("(su)", kAnalytics, 0U), nullptr, G_DBUS_CALL_FLAGS_NONE,
-            -1, nullptr, nullptr);
-        ready.set_value();
-        g_main_loop_run(loop);
-        g_dbus_connection_remove_filter(connection, filter);
-        g_dbus_connection_close_sync(connection, nullptr, nullptr);
-        g_main_context_pop_thread_default(context);
     }
 
     void note(GDBusMessage* message, bool isIncoming) {
@@ -176,14 +152,13 @@ private:
         g_dbus_method_invocation_return_value(call, nullptr);
     }
 
-    GMainContext* context = g_main_context_new();
-    GMainLoop* loop = g_main_loop_new(context, FALSE);
     GMutex mutex = {};
     std::mutex access;
     std::vector<std::string> known;
     std::string sender;
     int count = 0;
-    std::thread thread;
+    unsigned filter = 0;
+    BusService service;  // last, so that it ends before what it uses
 };
 
 /// The address is there before the handler is.

@@ -12,8 +12,9 @@ import time
 import unittest
 
 import stand_in
-from device import RUN, Device, processes_of, run, stand_in_build, until
-from scenes import configuration, recording
+from device import RUN, processes_of, run, until
+from quiet_device import QuietDeviceTest
+from scenes import configuration
 
 UP = """Tarnwatch is up
   page     {page}
@@ -24,22 +25,7 @@ UP = """Tarnwatch is up
 LOG_LINE = re.compile(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z (emerg|alert|crit|err|warning|notice|info|debug) (.*)")
 
 
-class BringupTest(unittest.TestCase):
-    """Each test has a folder with a short recording, a quiet one."""
-
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="tarnwatch-test-")
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-        self.scenes = recording(os.path.join(self.folder, "quiet.jsonl"), 5, [])
-
-    def device(self, *options, application=None, **more):
-        if application is not None:
-            more["build"] = stand_in_build(self.folder, application)
-        return Device("--scenes", self.scenes, *options, **more)
-
-
-class UpAndDown(BringupTest):
+class UpAndDown(QuietDeviceTest):
     def test_tells_the_same_on_the_terminal_and_in_endpoints_json(self):
         with self.device() as device:
             self.assertEqual(device.told, UP.format(**device.endpoints))
@@ -79,7 +65,7 @@ class UpAndDown(BringupTest):
             self.assertFalse(os.path.exists(device.path("endpoints.json")))
 
 
-class Then(BringupTest):
+class Then(QuietDeviceTest):
     def test_ends_with_the_status_of_the_command(self):
         for command, status in ((["true"], 0), (["sh", "-c", "exit 7"], 7), (["sh", "-c", "kill -KILL $$"], 137),
                                 (["/nowhere"], 127), (["/etc/passwd"], 126)):  # fmt: skip
@@ -104,7 +90,7 @@ class Then(BringupTest):
             self.assertEqual(device.stop(signal.SIGINT), 0)
 
 
-class Enter(BringupTest):
+class Enter(QuietDeviceTest):
     def test_carries_streams_and_status_of_the_command(self):
         with self.device() as device:
             self.assertEqual(device.enter("tr", "a-z", "A-Z", input="through a pipe"), "THROUGH A PIPE")
@@ -170,7 +156,7 @@ class Enter(BringupTest):
             self.assertEqual(device.enter("echo", "far"), "far\n")
 
 
-class Surroundings(BringupTest):
+class Surroundings(QuietDeviceTest):
     """A caller that is not as usual, and a state folder that cannot be used."""
 
     def options(self):
@@ -207,7 +193,7 @@ class Surroundings(BringupTest):
             self.assertRegex(device.errors(), r"\Atarnwatch: .*endpoints\.json\.new.*\n\Z")
 
 
-class Services(BringupTest):
+class Services(QuietDeviceTest):
     def test_are_held_down_and_let_go_by_either_name(self):
         with self.device() as device:
             for name, program in (("bus", "dbus-daemon"), ("broker", "mosquitto"), ("web", "nginx"), ("engine", "plinth"),
@@ -235,7 +221,7 @@ class Services(BringupTest):
             self.assertRegex(device.enter("sh", "-c", "service stop web; service status | grep web"), r"web +down")
 
 
-class Death(BringupTest):
+class Death(QuietDeviceTest):
     def test_each_process_comes_back_when_it_is_killed(self):
         with self.device() as device:
             for name in ("bus", "broker", "web", "engine", "analytics", "application"):
@@ -296,7 +282,7 @@ class Death(BringupTest):
             self.assertRegex(device.errors(), r"\Atarnwatch: application does not stay up: no camera, no work .*\n\Z")
 
 
-class Logs(BringupTest):
+class Logs(QuietDeviceTest):
     def test_a_message_is_a_line_of_time_level_and_text(self):
         application = stand_in.APPLICATION + "\n".join(
             f"syslog.syslog({level}, 'level {level}')" for level in range(8)
@@ -326,7 +312,7 @@ class Logs(BringupTest):
                                   "bringup.log"}, set(os.listdir(device.path("log"))))  # fmt: skip
 
 
-class Files(BringupTest):
+class Files(QuietDeviceTest):
     def test_one_source_writes_no_number_of_sources(self):
         with self.device() as device:
             self.assertEqual(device.read("parameters.conf"), (
@@ -364,7 +350,7 @@ class Files(BringupTest):
             device.enter("curl", "-s", "--max-time", "2", device.endpoints["page"], status=7)
 
 
-class Ports(BringupTest):
+class Ports(QuietDeviceTest):
     def test_a_taken_port_is_told_at_once(self):
         with socket.create_server(("127.0.0.1", 0)) as taken:
             port = taken.getsockname()[1]
@@ -390,7 +376,7 @@ class Ports(BringupTest):
                 self.assertEqual(device.stop(), 0)
 
 
-class SampleVideo(BringupTest):
+class SampleVideo(QuietDeviceTest):
     """What plays without a source, with a stand-in for apt-get."""
 
     def environment(self, apt_get):
@@ -447,7 +433,7 @@ class SampleVideo(BringupTest):
         self.assertEqual(self.cached(), [])
 
 
-class BadInput(BringupTest):
+class BadInput(QuietDeviceTest):
     def refused(self, *options):
         """Runs with these options: one line and status 2; the line."""
         command = [RUN, "--no-install", "--no-build", "--state", self.folder + "/s", "--port", "0", "--mqtt-port", "0", *options]

@@ -7,13 +7,13 @@ import os
 import socket
 import stat
 import subprocess
-import tempfile
 import time
 import unittest
 
 import stand_in
-from device import PATIENCE, Device, retained, stand_in_build, until
-from scenes import configuration, recording
+from device import PATIENCE, retained, until
+from quiet_device import QuietDeviceTest
+from scenes import configuration
 from websocket import CONNECT, WebSocketClient, connect_with_will, publish, subscribe
 
 PASSWORD = "s:e cret pass"
@@ -97,20 +97,7 @@ def ask(page, method, target, *headers, **more):
         return connection.request(method, target, *headers, **more)
 
 
-class WebTest(unittest.TestCase):
-    """Each test has a folder and a quiet device; `application` is a script in the application's place."""
-
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="tarnwatch-test-")
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-        self.scenes = recording(os.path.join(self.folder, "quiet.jsonl"), 5, [])
-
-    def device(self, *options, application=None, **more):
-        if application is not None:
-            more["build"] = stand_in_build(self.folder, application)
-        return Device("--scenes", self.scenes, *options, **more)
-
+class WebTest(QuietDeviceTest):
     def refusal(self, answer, status):
         """Checks that an answer is a refusal in JSON with a reason; the reason."""
         self.assertEqual(answer.status, status, answer.body)
