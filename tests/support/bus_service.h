@@ -50,7 +50,7 @@ public:
     BusService(const BusService&) = delete;
     BusService& operator=(const BusService&) = delete;
 
-private:
+    /// Lets a connection own a name.
     static void own(GDBusConnection* connection, const std::string& name) {
         g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
             connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
@@ -58,6 +58,7 @@ private:
             -1, nullptr, nullptr);
     }
 
+private:
     GMainContext* context = g_main_context_new();
     GMainLoop* loop = g_main_loop_new(context, FALSE);
     std::thread thread;
