@@ -186,13 +186,16 @@ TEST_F(LoadingTheConfiguration, StartsTheMotionLevelThatWasStored) {
     EXPECT_TRUE(container.isMotionLevelActive());
 }
 
-TEST_F(LoadingTheConfiguration, LeavesTheMotionLevelOffWithARefusedConfiguration) {
-    std::ofstream(files.motionLevel) << R"({"active": true})";
+TEST_F(LoadingTheConfiguration, LooksAtTheStoredMotionLevelOnlyBehindAnAcceptedConfiguration) {
+    const std::string look = "Failed to read from file " + files.motionLevel + "\n";
+    std::ofstream(files.motionLevel) << "{";
     store(R"({"params": []})");
     load();
+    EXPECT_FALSE(log.has(LOG_WARNING, look));
+    fs::remove(files.configuration);
+    load();
+    EXPECT_TRUE(log.has(LOG_WARNING, look));
     EXPECT_FALSE(container.isMotionLevelActive());
-    // Nor is the file looked at when a later configuration brings cameras.
-    EXPECT_THAT(container.created, IsEmpty());
 }
 
 TEST_F(LoadingTheConfiguration, LeavesTheMotionLevelOffWhenNothingWasStored) {
