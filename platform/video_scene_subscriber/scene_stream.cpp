@@ -3,6 +3,7 @@
 #include <gio/gunixsocketaddress.h>
 #include <sys/socket.h>
 
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -39,6 +40,18 @@ int resultOf(const GError* error) {
     }
 }
 
+/// GIO lets the whole process ignore SIGPIPE when it makes its first socket. That is not this
+/// module's to decide, and its sockets never raise one.
+void prepareSockets() {
+    [[maybe_unused]] static const gpointer socketClass = [] {
+        struct sigaction before = {};
+        sigaction(SIGPIPE, nullptr, &before);
+        const gpointer made = g_type_class_ref(G_TYPE_SOCKET);
+        sigaction(SIGPIPE, &before, nullptr);
+        return made;
+    }();
+}
+
 }  // namespace
 
 SceneStream::~SceneStream() {
@@ -55,6 +68,7 @@ int SceneStream::open(const char* path, const Request& request) {
 }
 
 int SceneStream::connect(const char* path) {
+    prepareSockets();
     g_autoptr(GError) error = nullptr;
     socket =
         g_socket_new(G_SOCKET_FAMILY_UNIX, G_SOCKET_TYPE_STREAM, G_SOCKET_PROTOCOL_DEFAULT, &error);

@@ -21,7 +21,8 @@
 /// Threads. Each subscription has one thread of its own, which blocks all signals and makes all its
 /// callbacks, one at a time. Two subscriptions may call back at the same time. Every function may
 /// be called from any thread; for one subscriber, nothing may be called during or after delete but
-/// by a callback that runs meanwhile, up to that callback's return.
+/// by a callback that runs meanwhile, up to that callback's return, and delete only once. What the
+/// program does about signals, SIGPIPE among them, stays as it is.
 ///
 /// Callbacks. Scenes come in order, none twice and none left out. A subscription has at most one
 /// disconnect callback, after all its message callbacks. Unsubscribe and delete return when no

@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -57,6 +58,8 @@ static void* find(void* module, const char* name) {
 int main(int argc, char** argv) {
     struct state state = {PTHREAD_MUTEX_INITIALIZER, PTHREAD_COND_INITIALIZER, 0, 0};
     void* module = argc == 4 ? dlopen(argv[1], RTLD_NOW) : NULL;
+    /* As a program has it that was started by nobody in particular. */
+    signal(SIGPIPE, SIG_DFL);
     if (module == NULL) {
         fprintf(stderr, "%s\n", argc == 4 ? dlerror() : "usage: any_program MODULE CHANNEL SCENES");
         return 2;
@@ -87,6 +90,12 @@ int main(int argc, char** argv) {
     }
     end(subscriber);
     dlclose(module);
+    if (dlopen(argv[1], RTLD_NOW | RTLD_NOLOAD) == NULL) {
+        printf("the module is gone\n");
+    }
     printf("result %d%s\n", result, state.disconnected ? ", disconnected" : "");
+    if (signal(SIGPIPE, SIG_DFL) != SIG_DFL) {
+        printf("broken pipes are handled otherwise than before\n");
+    }
     return 0;
 }
