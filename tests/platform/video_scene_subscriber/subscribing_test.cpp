@@ -2,14 +2,17 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "engine_stage.h"
 #include "scripted_engine.h"
@@ -106,6 +109,21 @@ TEST_F(Subscribing, TellsThatDescriptorsAreShort) {
               -1);
 }
 
+TEST_F(Subscribing, TellsThatThreadsAreShortAndWorksWhenTheyAreNot) {
+    const ScriptedEngine engine(socket);
+    SubscriberRecorder subscriber;
+    pthread_attr_t usual;
+    pthread_getattr_default_np(&usual);
+    pthread_attr_t huge = usual;
+    // No thread can be made with a stack of this size.
+    pthread_attr_setstacksize(&huge, std::size_t{1} << 50);
+    pthread_setattr_default_np(&huge);
+    EXPECT_EQ(subscriber.subscribe(), -1);
+    pthread_setattr_default_np(&usual);
+    EXPECT_EQ(subscriber.subscribe(), 0);
+    EXPECT_EQ(subscriber.disconnects(), 0);
+}
+
 TEST_F(Subscribing, TellsThatTheChannelIsNotThere) {
     const ScriptedEngine engine(socket, std::string("1.1 ERROR\0", 10));
     SubscriberRecorder subscriber(7);
@@ -145,6 +163,26 @@ TEST_F(Subscribing, WaitsASecondForAnAnswer) {
         EXPECT_LT(took, std::chrono::milliseconds(2500));
         unlink(socket.c_str());
     }
+}
+
+TEST_F(Subscribing, WaitsASecondInAllForAnAnswerThatComesInPieces) {
+    ScriptedEngine engine(socket, "1.1 O");
+    SubscriberRecorder subscriber;
+    std::atomic<bool> isOver{false};
+    std::thread provider([&] {
+        // Far from the longest answer that is read.
+        for (int piece = 0; piece < 20 && !isOver; ++piece) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(250));
+            if (!engine.requests().empty()) {
+                engine.send("x");
+            }
+        }
+    });
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(subscriber.subscribe(), -2);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2500));
+    isOver = true;
+    provider.join();
 }
 
 TEST_F(Subscribing, DoesNotWaitForAProviderThatAcceptsNobody) {
