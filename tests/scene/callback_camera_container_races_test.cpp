@@ -255,6 +255,33 @@ TEST_F(CallbackRaceTest, UnregistersTheTicksOfPendingReconnectionsAtShutdown) {
     EXPECT_EQ(OpenContainer::ticksInTime(), 0);
 }
 
+TEST_F(CallbackRaceTest, UnregistersTheTicksOfACameraThatIsRemoved) {
+    apply({{1, {4}}, {2, {7}}});
+    auto* camera = static_cast<CallbackCamera*>(OpenContainer::s_cameras.at(1));
+    OpenContainer::reconnectEveryCycle(camera, 200000);
+    EXPECT_EQ(OpenContainer::ticksInTime(), 0);
+    apply({{1, {4}}});
+    EXPECT_EQ(OpenContainer::ticksInTime(), 0);
+    clock.advance(200001);
+    EXPECT_EQ(OpenContainer::ticksInTime(), 0);
+}
+
+TEST_F(CallbackRaceTest, TicksEvery200000Microseconds) {
+    apply({{1, {4}}});
+    disconnect(0);
+    module->takeCalls();
+    module->setResult("create", -1);
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        WatchedDevice::runTimer();
+        clock.advance(199999);
+        WatchedDevice::runTimer();
+        EXPECT_THAT(module->takeCalls(), IsEmpty());
+        clock.advance(1);
+        WatchedDevice::runTimer();
+        EXPECT_THAT(module->takeCalls(), ElementsAre("create 0 2"));
+    }
+}
+
 TEST_F(CallbackRaceTest, LetsATickEndItselfThatWasRegisteredTooLateToBeUnregistered) {
     apply({{1, {4}}});
     auto* camera = static_cast<CallbackCamera*>(OpenContainer::s_cameras.at(0));

@@ -45,6 +45,8 @@ public:
 
     std::vector<std::string> created;
     int shutDowns = 0;
+    /// Whether PTZ events had ended by the last of them, and the mutex was held.
+    bool wasLastToShutDown = false;
     /// No camera is made for this number.
     int refusedCamera = -1;
 
@@ -59,7 +61,11 @@ protected:
         return new SocketCamera(camera, rotation, std::move(handler),
                                 static_cast<unsigned>(newCapabilities));
     }
-    void shutDownSub() override { ++shutDowns; }
+    void shutDownSub() override {
+        ++shutDowns;
+        wasLastToShutDown =
+            isLocked() && !s_canReceivePTZ_Callbacks && presetSubscription == nullptr;
+    }
 };
 
 /// A camera with a thread that runs until it is stopped, and writes down how it ends:
@@ -71,7 +77,9 @@ public:
         : SocketCamera(camera, 0, std::move(handler), 14), journal(shared) {
         start(runUntilStopped, this);
     }
-    ~EndingCamera() override { write("deleted"); }
+    ~EndingCamera() override {
+        write("deleted" + std::string(AlarmOverlayDouble::lines().empty() ? "" : ", overlay told"));
+    }
 
     void stop() override {
         const bool isListed = CameraContainer::doesCameraExist(this);
@@ -147,6 +155,9 @@ protected:
     /// Times go through two clocks and back; the journal's are compared to this many digits.
     static std::string withoutTime(const std::string& line) {
         return line.substr(0, line.rfind(' '));
+    }
+    static double timeOf(const std::string& line) {
+        return std::stod(line.substr(line.rfind(' ')));
     }
     std::vector<std::string> told() {
         std::vector<std::string> lines = journal.take();
@@ -384,7 +395,10 @@ TEST_F(CameraContainerTest, StopsJoinsAndDeletesOneRemovedCameraAfterTheOtherOut
     container->insertCamera(new EndingCamera(2, versions(), journal));
     container->insertCamera(new EndingCamera(3, versions(), journal));
     journal.take();
+    AlarmOverlayDouble::reset();
     apply({{1, {5}}});
+    // The overlay hears of the configuration when the cameras have gone.
+    EXPECT_THAT(AlarmOverlayDouble::lines(), ElementsAre("profiles"));
     EXPECT_THAT(
         journal.take(),
         ElementsAre("4: deleted", "5: startup -3", "2: stop, not in the list", "2: thread ends",
@@ -433,8 +447,7 @@ TEST_F(PTZ_ContainerTest, ForwardsPresetEventsWithTheirTime) {
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_EQ(withoutTime(lines[0]), "4: arrive 3");
     EXPECT_EQ(withoutTime(lines[1]), "7: arrive 3");
-    const long time = std::stol(lines[0].substr(lines[0].rfind(' ')));
-    EXPECT_NEAR(static_cast<double>(time), static_cast<double>(clock.now() - 5000000), 1e6);
+    EXPECT_NEAR(timeOf(lines[0]), static_cast<double>(clock.now() - 5000000), 1e6);
     EXPECT_TRUE(deliverPreset({{"on_preset", false}, {"PresetToken", 3}}));
     EXPECT_THAT(told(), ElementsAre("4: leave", "7: leave"));
     EXPECT_EQ(ZQEventDouble::liveEvents(), 0);
@@ -445,6 +458,16 @@ TEST_F(PTZ_ContainerTest, ForwardsMovementEvents) {
     EXPECT_TRUE(deliverMove({{"is_moving", false}}));
     EXPECT_THAT(told(), ElementsAre("4: move 1", "7: move 1", "4: move 0", "7: move 0"));
     EXPECT_EQ(ZQEventDouble::liveEvents(), 0);
+}
+
+TEST_F(PTZ_ContainerTest, ForwardsTheTimeOfAMovement) {
+    const FakeClock clock(g_get_monotonic_time());
+    EXPECT_TRUE(deliverMove({{"is_moving", true}}, clock.now() - 5000000));
+    const std::vector<std::string> lines = journal.take();
+    ASSERT_EQ(lines.size(), 2U);
+    for (const std::string& line : lines) {
+        EXPECT_NEAR(timeOf(line), static_cast<double>(clock.now() - 5000000), 1e6);
+    }
 }
 
 TEST_F(PTZ_ContainerTest, DropsAPresetEventThatDoesNotSayWhether) {
@@ -486,6 +509,7 @@ TEST_F(PTZ_ContainerTest, UnsubscribesAtShutdown) {
         EXPECT_FALSE(subscription.subscribed);
     }
     EXPECT_EQ(container->shutDowns, 1);
+    EXPECT_TRUE(container->wasLastToShutDown);
 }
 
 TEST_F(PTZ_ContainerTest, UnsubscribesWithItselfToo) {
