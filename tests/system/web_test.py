@@ -202,6 +202,10 @@ class Requests(WebTest):
             self.assertIn(answer.status, (400, 404), target)
             self.assertNotIn(b"root:", answer.body)
 
+    def test_what_is_not_there_is_no_error_of_the_device(self):
+        self.assertEqual(ask(self.page, "GET", "/video/1").status, 404)
+        self.assertNotIn("[error]", self.here.log("web"))
+
     def test_the_page_may_load_from_itself_only(self):
         headers = ask(self.page, "GET", "/").headers
         self.assertIn("default-src 'none'", headers["content-security-policy"])
