@@ -89,7 +89,6 @@ class Device:
         for service in self.services:
             await service.release()
             await service.until_ready()
-            self.note(f"{service.program.name} started")
         await ApplicationWatch(f"{STATE}/localdata/config.json").until_up(self.children)
         while not accepts(WEB_SOCKETS):
             await asyncio.sleep(0.01)

@@ -82,8 +82,11 @@ class Service:
 
     async def release(self) -> None:
         """Lets it run and waits until it has been started."""
+        held = not self._wanted.is_set()
         self._wanted.set()
         await self._spawned.wait()
+        if held and self._process is not None:
+            self._note(f"{self.program.name} started")
 
     async def until_ready(self) -> None:
         while not self.ready():

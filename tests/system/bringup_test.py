@@ -203,6 +203,8 @@ class Services(QuietDeviceTest):
                     self.assertEqual(device.services()[name], "down")
                     device.service("start", name)
                     self.assertRegex(device.services()[name], r"running \d+")
+                    told = [line for line in device.log("bringup").splitlines() if f" {name} " in line]
+                    self.assertEqual([line.split(f" {name} ")[1] for line in told], ["started", "is down", "started"])
 
     def test_stay_down_while_held(self):
         with self.device() as device:
