@@ -32,7 +32,9 @@ constexpr const char* kIntrospection = R"xml(<node>
 </node>)xml";
 
 void say(const std::string& text) {
-    std::puts(text.c_str());
+    g_autoptr(GDateTime) now = g_date_time_new_now_utc();
+    g_autofree char* time = g_date_time_format(now, "%Y-%m-%dT%H:%M:%S.%fZ");
+    std::printf("%s %s\n", time, text.c_str());
     std::fflush(stdout);
 }
 

@@ -312,6 +312,7 @@ class Logs(QuietDeviceTest):
         with self.device() as device:
             self.assertLessEqual({"bus.log", "broker.log", "web.log", "plinth.log", "tarnwatch.log", "tarnwatch-output.log",
                                   "bringup.log"}, set(os.listdir(device.path("log"))))  # fmt: skip
+            self.assertRegex(device.log("analytics"), r"\A\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z serving as com\.orva\.")
 
 
 class Files(QuietDeviceTest):
