@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <string>
 
 #include "analytics/rules_client.h"
@@ -41,7 +42,9 @@ std::FILE* open(const std::string& path) {
     std::FILE* file = path == "-" ? stdin : std::fopen(path.c_str(), "rbe");
     if (file == nullptr) {
         std::string text = path + ": " + std::strerror(errno);
-        if (path.starts_with("/tmp/") || path.starts_with("/run/")) {
+        // A command whose working directory the device does not have runs in the root.
+        const bool elsewhere = path[0] != '/' && std::filesystem::current_path() == "/";
+        if (elsewhere || path.starts_with("/tmp/") || path.starts_with("/run/")) {
             text += " (inside the device; give - and the file as standard input)";
         }
         throw UsageError(text);

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <optional>
 
@@ -160,6 +161,13 @@ TEST_F(RulesProgram, EndsWithStatus2ForWhatCannotBeSent) {
     EXPECT_EQ(2, run({"create", "/nonexistent"}));
     EXPECT_EQ("rules: /nonexistent: No such file or directory" + hint, errors());
     EXPECT_EQ(2, run({"create", "/tmp/nonexistent"}));
+    EXPECT_THAT(errors(), HasSubstr("inside the device"));
+    EXPECT_EQ(2, run({"create", "nonexistent"}));
+    EXPECT_EQ("rules: nonexistent: No such file or directory" + hint, errors());
+    const std::filesystem::path here = std::filesystem::current_path();
+    std::filesystem::current_path("/");
+    EXPECT_EQ(2, run({"create", "nonexistent"}));
+    std::filesystem::current_path(here);
     EXPECT_THAT(errors(), HasSubstr("inside the device"));
     for (const std::string& text : {std::string("\xff"), std::string("a\0b", 3)}) {
         EXPECT_EQ(2, run({"modify", "-"}, text));
