@@ -55,7 +55,7 @@ def _resolutions(picture: Description) -> list[str]:
 def update(path: str, derived: dict[str, str], asked: list[tuple[str, str]]) -> None:
     """Rewrites the file: what was put there stays, what follows from the sources is fresh, then what
     was asked for on the command line; an empty value removes."""
-    values = {name: value for name, value in _read(path).items() if not _DERIVED.fullmatch(bare(name))}
+    values = {name: value for name, value in read(path).items() if not _DERIVED.fullmatch(bare(name))}
     for name, value in [*derived.items(), *asked]:
         for known in [known for known in values if bare(known) == bare(name)]:
             del values[known]
@@ -66,7 +66,8 @@ def update(path: str, derived: dict[str, str], asked: list[tuple[str, str]]) -> 
     os.replace(path + ".new", path)
 
 
-def _read(path: str) -> dict[str, str]:
+def read(path: str) -> dict[str, str]:
+    """The values of a file by their names as they stand there; none when there is no file."""
     try:
         with open(path, encoding="utf-8", errors="surrogateescape", newline="") as file:
             lines = [line.removesuffix("\r") for line in file.read().split("\n")]

@@ -7,14 +7,17 @@ at, starts to move, stops, and arrives.
 
 import json
 import subprocess
+import sys
 from datetime import UTC, datetime
 
+from bringup import parameters
 from bringup.errors import BadInput, BringupError
 
 PRESETS = "tarnwatch/onvif-ej/PTZController/tnsorva:PTZPresets/&0"
 MOVE = "tarnwatch/onvif-ej/PTZController/tnsorva:Move/&0"
 USAGE = "usage: ptz {goto N | leave | move | stop}; N is a preset, 0 to 2147483647"
 
+_CURE = "start it with --parameter root.Properties.PTZ.PTZ=yes"
 _LAST_PRESET = 2**31 - 1
 _NOTHING_THERE = 27  # the status of mosquitto_sub when its time has passed
 
@@ -31,7 +34,15 @@ def main(arguments: list[str]) -> int:
             _publish(MOVE, is_moving=False)
         case _:
             raise BadInput(USAGE)
+    if not _moves():
+        print(f"tarnwatch: told, but this device is no PTZ camera and does not listen; {_CURE}", file=sys.stderr)
     return 0
+
+
+def _moves() -> bool:
+    """Whether the parameters make the device a PTZ camera."""
+    values = parameters.read("/run/device/state/parameters.conf")
+    return any(parameters.bare(name) == "Properties.PTZ.PTZ" and value == "yes" for name, value in values.items())
 
 
 def _preset(text: str) -> int:

@@ -1,12 +1,13 @@
 """A mechanical PTZ camera: presets and movements, published as its controller does, and the profiles they choose."""
 
 import os
+import subprocess
 import tempfile
 import time
 import unittest
 from datetime import datetime
 
-from device import KTW, TOPICS, Device, retained, until, value_of
+from device import KTW, PATIENCE, RUN, TOPICS, Device, retained, until, value_of
 from scenes import configuration, profile, recording
 
 PTZ = ("--parameter", "root.Properties.PTZ.PTZ=yes")
@@ -150,6 +151,15 @@ class Command(PtzTest):
             device.service("stop", "broker")
             device.enter("ptz", "move", status=1)
             device.enter("ptz", "leave", status=1)
+
+    def test_says_when_the_device_is_no_ptz_camera(self):
+        for options, said in (((), "does not listen"), (PTZ, None)):
+            scenes = recording(os.path.join(self.folder, "quiet.jsonl"), 5, [])
+            with self.subTest(options), Device("--scenes", scenes, *options) as device:
+                done = subprocess.run([RUN, "--enter", "--state", device.state, "ptz", "goto", "3"],
+                                      capture_output=True, text=True, timeout=PATIENCE)  # fmt: skip
+                self.assertEqual((done.returncode, done.stdout), (0, ""))
+                self.assertIn(said, done.stderr) if said else self.assertEqual(done.stderr, "")
 
 
 if __name__ == "__main__":
