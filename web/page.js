@@ -398,7 +398,7 @@ function showPast() {
 
 function showSaving() {
   const changed = configuration?.changed ?? false;
-  at("unsaved").textContent = saving ? "Saving…" : changed ? "Unsaved changes" : justSaved ? "Saved" : "";
+  at("unsaved").textContent = saving ? "Saving…" : changed || !form.valid ? "Unsaved changes" : justSaved ? "Saved" : "";
   at("save").disabled = at("discard").disabled = saving || !(changed || !form.valid);
   form.allowTest(configuration !== null && configuration.isRunning(selected.uid));
 }

@@ -171,6 +171,9 @@ class Profiles(PageTest):
         self.until_shown("#profile .problem", "3 to 100")
         self.type_into("#profile input[type=number]", "60")
         self.save()
+        self.type_into("#profile input[type=number]", "101")
+        self.until_shown("#unsaved", "Unsaved changes")
+        self.type_into("#profile input[type=number]", "60")
         added = self.params["profiles"][1]
         self.assertEqual((added["name"], added["uid"], added["camera"]), ("Gate ü", 8, 1))
         self.assertEqual(added["filters"][0], {"active": True, "data": [60, 5], "type": "sizePercentage"})
