@@ -217,10 +217,10 @@ protected:
         return callOf(analytics->provider(), kInterface, method, parameters);
     }
     std::string callOf(const std::string& destination, const char* interface, const char* method,
-                       GVariant* parameters) const {
+                       GVariant* parameters, const char* path = kPath) const {
         g_autoptr(GError) error = nullptr;
         g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-            client, destination.c_str(), kPath, interface, method, parameters, nullptr,
+            client, destination.c_str(), path, interface, method, parameters, nullptr,
             G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
         if (reply != nullptr) {
             g_autofree char* text = g_variant_print(reply, FALSE);
@@ -416,6 +416,30 @@ TEST_F(OnvifDBusHandlerTest, CreatesModifiesAndDeletesRules) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
+TEST_F(OnvifDBusHandlerTest, HandsOnTheStreamSideBySide) {
+    start();
+    const StreamSettings stream(400, 200, 90, false);
+    const auto callWith = [this](const char* method, const std::string& text) {
+        return call(method, g_variant_new("(iiiis)", 0, 400, 200, 90, text.c_str()));
+    };
+    const std::string before = stored();
+    for (const char* method : {"CreateRules", "ModifyRules"}) {
+        EXPECT_EQ(callWith(method, rule("Door 1")), "()");
+        const std::string overTheBus = operations.handleGetRules(1, stream).text.get();
+        store(before);
+        const bool isCreate = std::string(method) == "CreateRules";
+        EXPECT_EQ(isCreate ? operations.handleCreateRules(rule("Door 1"), 1, stream)
+                           : operations.handleModifyRules(rule("Door 1"), 1, stream),
+                  StatusOk);
+        EXPECT_EQ(operations.handleGetRules(1, stream).text.get(), overTheBus) << method;
+        store(before);
+    }
+    g_autoptr(GVariant) expected = g_variant_ref_sink(
+        g_variant_new("(s)", operations.handleGetRules(1, stream).text.get().c_str()));
+    g_autofree char* text = g_variant_print(expected, FALSE);
+    EXPECT_EQ(call("GetRules", g_variant_new("(iiii)", 0, 400, 200, 90)), text);
+}
+
 TEST_F(OnvifDBusHandlerTest, AnswersEachFailureWithItsName) {
     start();
     EXPECT_EQ(change("CreateRules", "no XML"), kErrors + "InternalError: Error");
@@ -461,8 +485,30 @@ TEST_F(OnvifDBusHandlerTest, AnswersAnUnknownMethodAsAnInternalError) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
+TEST_F(OnvifDBusHandlerTest, LeavesOtherObjectsAndTheInterfacesOfEveryObjectToGLib) {
+    start();
+    const std::string provider = analytics->provider();
+    EXPECT_THAT(callOf(provider, kInterface, "Burn", nullptr, "/com/orva/Other"),
+                StartsWith("org.freedesktop.DBus.Error.Unknown"));
+    EXPECT_EQ(callOf(provider, "org.freedesktop.DBus.Peer", "Ping", nullptr), "()");
+    EXPECT_EQ(callOf(provider, "org.freedesktop.DBus.Properties", "GetAll",
+                     g_variant_new("(s)", kInterface)),
+              "({},)");
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
 TEST_F(OnvifDBusHandlerTest, AnswersNobodyWhoWantsNoAnswer) {
     start();
+    std::atomic<int> errors{0};
+    const unsigned filter = g_dbus_connection_add_filter(
+        client,
+        [](GDBusConnection*, GDBusMessage* incoming, gboolean isIncoming, gpointer counter) {
+            *static_cast<std::atomic<int>*>(counter) +=
+                isIncoming != FALSE &&
+                g_dbus_message_get_message_type(incoming) == G_DBUS_MESSAGE_TYPE_ERROR;
+            return incoming;
+        },
+        &errors, nullptr);
     g_autoptr(GDBusMessage) message =
         g_dbus_message_new_method_call(analytics->provider().c_str(), kPath, kInterface, "Burn");
     g_dbus_message_set_flags(message, G_DBUS_MESSAGE_FLAGS_NO_REPLY_EXPECTED);
@@ -470,6 +516,10 @@ TEST_F(OnvifDBusHandlerTest, AnswersNobodyWhoWantsNoAnswer) {
                                    nullptr);
     get(0);
     expectWarnings({"Unknown method call: Burn\n"});
+    EXPECT_EQ(errors, 0);
+    EXPECT_EQ(call("Burn", nullptr), kErrors + "InternalError: Error");
+    EXPECT_EQ(errors, 1);
+    g_dbus_connection_remove_filter(client, filter);
 }
 
 TEST_F(OnvifDBusHandlerTest, LeavesArgumentsOfAnotherFormToTheBus) {
