@@ -69,12 +69,15 @@ GDBusConnection* BusConnection::Link::open(const Share& link, GError** error) {
     return shared;
 }
 
-/// Takes a reference of its own.
+/// Takes a reference of its own, unless it has come too late.
 void BusConnection::Link::adopt(const Share& link, GDBusConnection* fresh) {
     // Otherwise GLib would end the process along with the bus.
     g_dbus_connection_set_exit_on_close(fresh, FALSE);
     {
         g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&link->mutex);
+        if (link->ended) {
+            return;
+        }
         link->connection = static_cast<GDBusConnection*>(g_object_ref(fresh));
         link->closedSignal = g_signal_connect_data(
             fresh, "closed", G_CALLBACK(onClosed), newShare(link),
