@@ -1,5 +1,7 @@
 #include "analytics/rules_options.h"
 
+#include <glib.h>
+
 #include <charconv>
 #include <limits>
 #include <utility>
@@ -100,6 +102,15 @@ private:
     std::optional<int> height;
 };
 
+/// The bus carries nothing else, and no rule has another name.
+void checkNames(const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+        if (g_utf8_validate_len(name.data(), name.size(), nullptr) == FALSE) {
+            throw UsageError("a name is not UTF-8 text");
+        }
+    }
+}
+
 /// Takes the words behind the command.
 void takeOperands(RulesOptions& options, const std::vector<std::string>& operands) {
     switch (options.command) {
@@ -115,6 +126,7 @@ void takeOperands(RulesOptions& options, const std::vector<std::string>& operand
                 throw UsageError("give the names of the rules to delete");
             }
             options.names = operands;
+            checkNames(options.names);
             break;
         default:
             if (!operands.empty()) {

@@ -173,6 +173,8 @@ TEST_F(RulesProgram, EndsWithStatus2ForWhatCannotBeSent) {
         EXPECT_EQ(2, run({"modify", "-"}, text));
         EXPECT_EQ("rules: -: not UTF-8 text" + hint, errors());
     }
+    EXPECT_EQ(2, run({"delete", "Door", "T\xfcr"}));
+    EXPECT_EQ("rules: a name is not UTF-8 text" + hint, errors());
     EXPECT_EQ(2, run({"create", "-"}, std::string(16 << 20, ' ')));
     EXPECT_THAT(errors(), HasSubstr("longer than 16773120 bytes"));
     EXPECT_TRUE(calls.empty());
