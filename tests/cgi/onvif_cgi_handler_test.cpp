@@ -24,11 +24,12 @@ void pump() {
 /// The analytics service, which notes the signals that reach it.
 class Analytics {
 public:
-    explicit Analytics(const PrivateBus& bus) : connection(bus.connect()) {
+    explicit Analytics(const PrivateBus& bus, const char* name = "com.orva.Onvif.Analytics1")
+        : connection(bus.connect()) {
         g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
             connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "RequestName", g_variant_new("(su)", "com.orva.Onvif.Analytics1", 0U), nullptr,
-            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+            "RequestName", g_variant_new("(su)", name, 0U), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
+            nullptr, nullptr);
         subscription = g_dbus_connection_signal_subscribe(
             connection, nullptr, nullptr, nullptr, nullptr, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, note,
             this, nullptr);
@@ -143,6 +144,15 @@ TEST_F(Onvif_CGI_HandlerTest, TellsTheAnalyticsServiceOfANewConfiguration) {
     EXPECT_THAT(analytics->takeAll(), ElementsAre(changed(0)));
     EXPECT_EQ(check(handler->handleRequest(documentOf({2}).c_str())), StatusOk);
     EXPECT_THAT(analytics->takeAll(), ElementsAre(changed(0)));
+}
+
+TEST_F(Onvif_CGI_HandlerTest, TellsNobodyElseOfANewConfiguration) {
+    startBus();
+    Analytics bystander(*bus, "com.orva.Bystander");
+    makeHandler();
+    store(documentOf({}));
+    EXPECT_EQ(set(documentOf({1})), StatusOk);
+    EXPECT_THAT(bystander.takeAll(), IsEmpty());
 }
 
 TEST_F(TwoSources, TellsOfEachSourceInOrder) {
