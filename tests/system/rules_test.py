@@ -5,6 +5,8 @@ TARNWATCH_HOSTILE_RULES tells how often the hostile texts are sent.
 
 import os
 import random
+import shutil
+import tempfile
 import unittest
 
 from control import Control
@@ -208,7 +210,7 @@ class Signal(RulesTest):
             self.assertEqual(control.code("setConfiguration", {}), "2003")
             control.configure(configuration([profile()], cameras=2))
         until(lambda: self.rules.changes() == {0: 2, 1: 2}, "both sources changed")
-        heard = [line for line in device.log("analytics").splitlines() if "have changed" in line]
+        heard = [line.split(" ", 1)[1] for line in device.log("analytics").splitlines() if "have changed" in line]
         self.assertEqual(heard, [f"the rules of source {source} have changed" for source in (0, 1, 0, 1)])
 
 
@@ -256,7 +258,9 @@ class Command(RulesTest):
     def test_reads_files_of_this_machine(self):
         device = self.device()
         example = os.path.join(ROOT, "tests", "system", "door.rules.xml")
-        device.enter("rules", "create", os.path.relpath(example), "--source", "0")
+        with tempfile.TemporaryDirectory(dir="/var/tmp") as folder:  # /tmp is the device's own
+            shutil.copy(example, folder)
+            device.enter("rules", "create", "door.rules.xml", "--source", "0", cwd=folder)
         self.assertEqual(self.names(device), ["Door"])
 
     def test_tells_refusals_by_name_and_status(self):
