@@ -118,6 +118,10 @@ int OverlayDevice::makeMemory(int size, int seals) {
     return descriptor;
 }
 
+int OverlayDevice::duplicateMemory() const {
+    return fcntl(memoryDescriptor, F_DUPFD_CLOEXEC, 0);
+}
+
 unsigned char* OverlayDevice::bufferOf(int overlayId) {
     const std::lock_guard lock(mutex);
     return memory + lastBuffers.at(overlayId);

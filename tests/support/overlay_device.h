@@ -49,6 +49,9 @@ public:
     /// A file in memory with these seals, as the device's buffers are in; the caller closes it.
     static int makeMemory(int size, int seals);
 
+    /// The camera device; the caller closes it.
+    int duplicateMemory() const;
+
     /// The device's buffers.
     const unsigned char* buffers() const { return memory; }
     unsigned char* buffers() { return memory; }
@@ -57,6 +60,7 @@ public:
     static constexpr int kBuffers = 64;
     static constexpr int kBufferSize = 1 << 20;
 
+    /// A signal from the service. A floating reference of the parameters is consumed.
     void emit(const std::string& path, const std::string& interface, const std::string& signal,
               GVariant* parameters);
 
