@@ -30,18 +30,20 @@ class ListenFiles(unittest.TestCase):
         self.assertEqual(len(raw), 36)
 
     def test_without_a_password_only_loopback_names_serve(self):
-        self.assertEqual(self.files("127.0.0.1")["access.conf"], "if ($stranger) { return 403; }\n")
+        self.assertEqual(self.files("127.0.0.1")["access.conf"],
+                         """if ($stranger) { return 403 '{"error":"refused: this host name is not the device"}\\n'; }\n""")  # fmt: skip
 
 
 class Password(unittest.TestCase):
     def test_is_the_first_line_of_the_file(self):
         with tempfile.TemporaryDirectory() as folder:
             path = os.path.join(folder, "password")
-            for content, expected in (("a b:c\nrest\n", "a b:c"), ("x", "x"), ("\u00fc\r\n", "\u00fc")):
-                with open(path, "w", encoding="utf-8", newline="") as file:
+            for content, expected in (("a b:c d:e\nrest\n", "a b:c d:e"), ("x" * 8, "x" * 8), ("x" * 128, "x" * 128),
+                                      ("\u00fc" * 8 + "\r\n", "\u00fc" * 8)):  # fmt: skip
+                with open(path, "w", encoding="utf-8", newline="", opener=lambda name, flags: os.open(name, flags, 0o600)) as file:
                     file.write(content)
                 self.assertEqual(web.read_password(path), expected)
-            for content in (b"", b"\nx\n", b"\xff\xff\n"):
+            for content in (b"", b"\nx\n", b"\xff" * 8 + b"\n", b"x" * 7, b"x" * 129, b" " * 8, b"x" * 7 + b"\t"):
                 with open(path, "wb") as file:
                     file.write(content)
                 self.assertRaises(BadInput, web.read_password, path)
