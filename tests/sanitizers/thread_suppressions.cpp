@@ -15,7 +15,8 @@ extern "C" const char* __tsan_default_suppressions() {
     // at the same time write the same.
     //
     // get_tmp_file() counts its calls without an atomic operation when two threads write files at
-    // once. The count only seeds the name; a name that is taken is not opened, and another is tried.
+    // once. The count only seeds the name; a name that is taken is not opened, and another is
+    // tried.
     return "race:^g_time_zone_ref$\n"
            "race:^cancellable_source_cancelled$\n"
            "race:^g_io_error_quark$\n"

@@ -1,5 +1,5 @@
-/* A program of any kind, in C: opens the module by the path given, takes so many scenes of a channel
-   and tells of them, a line each.
+/* A program of any kind, in C: opens the module by the path given, takes so many scenes of a
+   channel and tells of them, a line each.
 
        any_program MODULE CHANNEL SCENES */
 
@@ -53,7 +53,12 @@ static void* find(void* module, const char* name) {
     return address;
 }
 
-#define FIND(type, name) type name; { void* address = find(module, "video_scene_subscriber_" #name); memcpy(&name, &address, sizeof name); }
+#define FIND(type, name)                                               \
+    type name;                                                         \
+    {                                                                  \
+        void* address = find(module, "video_scene_subscriber_" #name); \
+        memcpy(&name, &address, sizeof name);                          \
+    }
 
 int main(int argc, char** argv) {
     struct state state = {PTHREAD_MUTEX_INITIALIZER, PTHREAD_COND_INITIALIZER, 0, 0};
