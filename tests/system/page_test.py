@@ -6,6 +6,7 @@ import tempfile
 import unittest
 
 from selenium import webdriver
+from selenium.common.exceptions import StaleElementReferenceException
 from selenium.webdriver.chrome.options import Options
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
@@ -61,8 +62,16 @@ class PageTest(unittest.TestCase):
         until(lambda: text in self.text(selector), lambda: f"{text!r} in {selector}: {self.text(selector)!r} {self.text('#message')!r}")
 
     def press(self, text):
-        """Presses the button with this text."""
-        until(lambda: self.browser.find_elements(By.XPATH, f"//button[normalize-space()={text!r}]"), text)[0].click()
+        """Presses the button with this text. An event may replace it between finding and pressing."""
+
+        def pressed():
+            buttons = self.browser.find_elements(By.XPATH, f"//button[normalize-space()={text!r}]")
+            try:
+                return bool(buttons) and buttons[0].click() is None
+            except StaleElementReferenceException:
+                return False
+
+        until(pressed, text)
 
     def type_into(self, selector, text):
         field = self.one(selector)

@@ -21,7 +21,7 @@ CLIP = os.path.join(os.environ.get("XDG_CACHE_HOME") or os.path.expanduser("~/.c
 
 LIMIT = 1.0 if not sanitized() else 10.0  # seconds that any rule text may take
 ROUNDS = int(os.environ.get("TARNWATCH_HOSTILE_RULES", "2"))
-GROWTH = 1024  # KiB
+GROWTH = 4096  # KiB; a text of the largest that stayed behind would be 10,000
 
 # As read back: a pixel of 200 is a step of the stored polygon.
 DOOR = listed(("Door", "1.00", WHOLE))
