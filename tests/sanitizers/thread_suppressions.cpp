@@ -14,11 +14,15 @@ extern "C" const char* __tsan_default_suppressions() {
     // g_io_error_quark() keeps its number in a static without a lock; threads that ask for it first
     // at the same time write the same.
     //
+    // call_appeared_handler() looks without a lock whether a watched name has just been given up.
+    // Who is called all the same sees by a flag of his own that it is over.
+    //
     // get_tmp_file() counts its calls without an atomic operation when two threads write files at
     // once. The count only seeds the name; a name that is taken is not opened, and another is
     // tried.
     return "race:^g_time_zone_ref$\n"
            "race:^cancellable_source_cancelled$\n"
            "race:^g_io_error_quark$\n"
+           "race:^call_appeared_handler$\n"
            "race:^get_tmp_file$\n";
 }

@@ -131,6 +131,10 @@ void OverlayDevice::emit(const std::string& path, const std::string& interface,
                          const std::string& signal, GVariant* parameters) {
     g_dbus_connection_emit_signal(connection, nullptr, path.c_str(), interface.c_str(),
                                   signal.c_str(), parameters, nullptr);
+    // The bus takes a connection's messages in order: with its answer, the signal has gone out.
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
 }
 
 GDBusMessage* OverlayDevice::filter(GDBusConnection* connection, GDBusMessage* message,

@@ -60,7 +60,8 @@ public:
     static constexpr int kBuffers = 64;
     static constexpr int kBufferSize = 1 << 20;
 
-    /// A signal from the service. A floating reference of the parameters is consumed.
+    /// A signal from the service, which has gone out on return. A floating reference of the
+    /// parameters is consumed.
     void emit(const std::string& path, const std::string& interface, const std::string& signal,
               GVariant* parameters);
 
