@@ -16,7 +16,9 @@ _DERIVED = re.compile(
     r"|Properties\.EmbeddedDevelopment\.(Version|RuleEngine\.MultiConfiguration)"
 )
 
-_USUAL_WIDTHS = (1920, 1600, 1280, 1024, 800, 640, 480, 320)
+# Of the video service's streams beside those in a picture's own size; host/video/stream_table.h.
+_STREAM_WIDTHS = (1280, 640, 320)
+_STREAM_STEP = 16  # pixels; their sides are multiples
 
 
 def bare(name: str) -> str:
@@ -44,11 +46,12 @@ def derive(sources: list[Source], descriptions: list[Description], transport: st
 
 
 def _resolutions(picture: Description) -> list[str]:
-    """The picture's own size and the usual smaller ones of exactly its shape, largest first."""
+    """The sizes of the streams: the picture's own, then those of other widths of exactly its shape."""
     sizes = [(picture.width, picture.height)]
-    for width in _USUAL_WIDTHS:
-        if width < picture.width and width * picture.height % picture.width == 0:
-            sizes.append((width, width * picture.height // picture.width))
+    for width in _STREAM_WIDTHS:
+        height, rest = divmod(width * picture.height, picture.width)
+        if width != picture.width and rest == 0 and height % _STREAM_STEP == 0:
+            sizes.append((width, height))
     return [f"{width}x{height}" for width, height in sizes]
 
 

@@ -322,7 +322,7 @@ class Files(QuietDeviceTest):
                 "root.Brand.ProdNbr=Tarnwatch-Host\n"
                 "root.Brand.ProdType=Network Camera\n"
                 "root.Properties.EmbeddedDevelopment.Version=2.16\n"
-                "root.Properties.Image.Resolution=1280x720,1024x576,800x450,640x360,480x270,320x180\n"
+                "root.Properties.Image.Resolution=1280x720\n"
                 "root.ImageSource.I0.Name=quiet.jsonl\n"
                 "root.ImageSource.I0.Type=Camera\n"
                 "root.ImageSource.I0.Sensor.AspectRatio=16:9\n"

@@ -11,10 +11,11 @@ def one(width, height, ratio="4:3", transport="socket"):
 
 
 class Derived(unittest.TestCase):
-    def test_resolutions_are_the_pictures_own_and_smaller_ones_of_exactly_its_shape(self):
-        for size, expected in (((768, 576), "768x576,640x480,480x360,320x240"),
-                               ((1920, 1080), "1920x1080,1600x900,1280x720,1024x576,800x450,640x360,480x270,320x180"),
-                               ((701, 503), "701x503"), ((160, 120), "160x120")):  # fmt: skip
+    def test_resolutions_are_those_of_the_streams(self):
+        for size, expected in (((768, 576), "768x576,1280x960,640x480,320x240"), ((1280, 720), "1280x720"),
+                               ((1920, 1080), "1920x1080,1280x720"), ((1280, 960), "1280x960,640x480,320x240"),
+                               ((640, 480), "640x480,1280x960,320x240"), ((1280, 768), "1280x768,640x384,320x192"),
+                               ((701, 503), "701x503"), ((160, 120), "160x120,1280x960,640x480,320x240")):  # fmt: skip
             with self.subTest(size):
                 self.assertEqual(one(*size)["root.Properties.Image.Resolution"], expected)
 
