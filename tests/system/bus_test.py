@@ -1,10 +1,12 @@
 """The device's system bus: what its policy refuses to everybody inside."""
 
+import os
 import unittest
 
 from device import Device
 from scenes import configuration
 
+_PEERS = os.path.join(os.path.dirname(os.path.realpath(__file__)), "bus_peers.py")
 _BUS = ("gdbus", "call", "--system", "--dest", "org.freedesktop.DBus", "--object-path", "/org/freedesktop/DBus", "--method")
 
 
@@ -36,6 +38,20 @@ class BusPolicy(unittest.TestCase):
         for call in (["UpdateActivationEnvironment", "{}"], ["ReloadConfig"], ["Debug.Stats.GetStats"]):
             refused = self.bus("org.freedesktop.DBus." + call[0], *call[1:], status=1)
             self.assertIn("org.freedesktop.DBus.Error.AccessDenied", refused, call)
+
+    def peers(self, *arguments):
+        """What two connections of a process inside say of what passes between them."""
+        with open(_PEERS, encoding="utf-8") as file:
+            program = file.read()  # which a device has no path to in every place
+        return self.device.enter("/usr/bin/python3", "-c", program, *arguments)
+
+    def test_carries_signals_of_objects_properties_and_rules_and_no_others(self):
+        carried = ["org.freedesktop.DBus.ObjectManager", "org.freedesktop.DBus.Properties", "com.orva.Onvif.Rule1"]
+        refused = ["org.freedesktop.DBus", "com.orva.Overlay2.Overlay", "org.example.Stranger"]
+        self.assertEqual(self.peers("signals", *refused, *carried).split(), carried)
+
+    def test_carries_descriptors(self):
+        self.assertEqual(self.peers("descriptors", "4").split(), ["0", "1", "2", "3"])
 
     def test_refuses_calls_of_what_is_no_service_of_the_device(self):
         service = self.bus("org.freedesktop.DBus.GetNameOwner", "com.orva.Onvif.Analytics1")
