@@ -1,5 +1,7 @@
 // The view: the camera's picture, what the detection sees, and room for the drawing of areas above them.
 
+import { MotionPicture } from "./motion_picture.js";
+
 export class View {
   #box;
   #picture;
@@ -7,16 +9,13 @@ export class View {
   #pending = null; // the newest frame that is not shown yet
 
   constructor(box, picture, frame) {
-    [this.#box, this.#picture, this.#frame] = [box, picture, frame];
-    picture.addEventListener("load", () => (picture.hidden = false));
-    picture.addEventListener("error", () => (picture.hidden = true));
+    [this.#box, this.#picture, this.#frame] = [box, new MotionPicture(picture), frame];
   }
 
-  // Shows a camera of this number, its picture if the device serves one.
+  // Shows a camera of this number, with its picture while the device serves it: upright, as areas are told.
   show(camera, ratio) {
     this.#box.style.aspectRatio = String(ratio);
-    this.#picture.hidden = true;
-    this.#picture.src = `video/${camera}`;
+    this.#picture.show(camera === null ? null : `video/${camera}?rotation=0`);
     this.clearFrame();
   }
 

@@ -31,7 +31,7 @@ def device(state: str, pictures: str | None, command: list[str]) -> list[str]:
         *_bind("--bind", os.path.join(state, "localdata"), f"{APPLICATION}/localdata"),
         *_bind("--ro-bind", os.path.join(BUILD, "bin", "tarnwatch"), f"{APPLICATION}/tarnwatch"),
         *_bind("--ro-bind", os.path.join(BUILD, "lib"), f"{APPLICATION}/lib"),
-        "--dir", "/run/dbus", "--dir", "/run/plinth", "--symlink", f"{DEVICE}/log", "/dev/log",
+        "--dir", "/run/dbus", "--dir", "/run/plinth", "--dir", "/run/video", "--symlink", f"{DEVICE}/log", "/dev/log",
         *_bind("--bind", state, f"{DEVICE}/state"),
         *(_bind("--bind", pictures, PICTURES) if pictures else []),
         *_bind("--ro-bind", os.path.join(ROOT, "host", "bringup"), f"{DEVICE}/bringup"),

@@ -173,7 +173,8 @@ class Requests(WebTest):
         for origin in own:
             self.assertEqual(self.post(b"{}", f"Origin: {origin}").status, 200, origin)
         for origin in foreign:
-            for method, place in (("POST", "/control"), ("GET", "/"), ("GET", "/cameras.json"), ("GET", "/events")):
+            for method, place in (("POST", "/control"), ("GET", "/"), ("GET", "/cameras.json"), ("GET", "/events"),
+                                  ("GET", "/video/1")):  # fmt: skip
                 answer = ask(self.page, method, place, f"Origin: {origin}", "Upgrade: websocket", "Connection: Upgrade",
                              body=b"{}" if method == "POST" else None)  # fmt: skip
                 self.assertIn("another origin", self.refusal(answer, 403), (origin, place))
@@ -203,7 +204,7 @@ class Requests(WebTest):
             self.assertNotIn(b"root:", answer.body)
 
     def test_what_is_not_there_is_no_error_of_the_device(self):
-        self.assertEqual(ask(self.page, "GET", "/video/1").status, 404)
+        self.assertEqual(ask(self.page, "GET", "/favicon.ico").status, 404)
         self.assertNotIn("[error]", self.here.log("web"))
 
     def test_the_page_may_load_from_itself_only(self):
@@ -299,6 +300,14 @@ class Requests(WebTest):
         self.here.service("start", "broker")
 
 
+class Video(WebTest):
+    def test_a_video_service_that_is_away_is_told_of_as_503(self):
+        with self.device() as device:
+            for method in ("GET", "POST"):
+                answer = ask(device.endpoints["page"], method, "/video/1")
+                self.assertEqual(self.refusal(answer, 503), "the video service does not answer")
+
+
 class Application(WebTest):
     def test_pages_are_told_of_the_cameras(self):
         with self.device("--scenes", self.scenes) as device:
@@ -358,7 +367,7 @@ class OtherMachines(WebTest):
                    "Sec-WebSocket-Version: 13", "Sec-WebSocket-Protocol: mqtt")  # fmt: skip
         places = [("GET", "/", ()), ("GET", "/page.js", ()), ("GET", "/nothing", ()), ("GET", "/endpoints.json", ()),
                   ("GET", "/cameras.json", ()), ("POST", "/control", ()), ("GET", "/control", ()), ("GET", "/events", upgrade),
-                  ("GET", "/events", ()), ("GET", "/video/1", ())]  # fmt: skip
+                  ("GET", "/events", ()), ("GET", "/video/9", ())]  # fmt: skip
         wrong = [(), (self.credentials("wrong pass"),), (self.credentials(PASSWORD, "root"),), (self.credentials(PASSWORD + "x"),),
                  (self.credentials(""),), ("Authorization: Bearer x",)]  # fmt: skip
         with self.device("--listen", "0.0.0.0", "--password-file", self.password()) as device:
@@ -375,7 +384,7 @@ class OtherMachines(WebTest):
             right = self.credentials(PASSWORD)
             given = [ask(page, method, place, right, *more, body=b"{}" if method == "POST" else None).status
                      for method, place, more in places if more == ()]  # fmt: skip
-            self.assertEqual(given, [200, 200, 404, 200, 200, given[5], 405, 426, 404])
+            self.assertEqual(given, [200, 200, 404, 200, 200, given[5], 405, 426, 503])
             self.assertIn(given[5], (200, 503))
             with WebSocketClient(page, right) as events:
                 events.send(CONNECT)
