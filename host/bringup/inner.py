@@ -49,7 +49,7 @@ def programs(plan: dict) -> list[Program]:
                 address=("127.0.0.1", 8080), fds=plan["listening"], environment=plain | {"NGINX": held}),
         Program("engine", [f"{PROGRAMS}/plinth", "--socket", SCENES, *plan["engine"]],
                 address=SCENES, fds=plan["sources"], environment=ours, log="plinth"),
-        Program("analytics", [f"{PROGRAMS}/analytics"], bus_name="com.orva.Onvif.Analytics1", environment=ours),
+        Program("analytics", [f"{PROGRAMS}/analytics"], bus_names=["com.orva.Onvif.Analytics1"], environment=ours),
         Program("application", [f"{APPLICATION}/tarnwatch"],
                 environment=ours, folder=APPLICATION, log="tarnwatch-output"),
     ]  # fmt: skip

@@ -16,6 +16,8 @@ _LAST_DELAY = 1.0
 _STEADY = 10.0  # a process that ran this many seconds starts over with the first delay
 _GRACE = 5.0  # seconds between the request to end and the kill
 _POLL = 0.005
+_BUS_POLL = 0.05
+_PATIENCE = 5.0  # seconds that a start waits for the service it is to follow
 
 
 @dataclass
@@ -25,7 +27,7 @@ class Program:
     name: str
     command: list[str]
     address: str | tuple[str, int] | None = None  # accepts connections when ready; a socket path or a TCP port
-    bus_name: str | None = None  # owned on the system bus when ready
+    bus_names: list[str] = field(default_factory=list)  # owned on the system bus when ready
     fds: list[int] = field(default_factory=list)
     environment: dict[str, str] = field(default_factory=dict)
     folder: str = "/"
@@ -52,12 +54,18 @@ class Service:
              any state --hold()--> down
     """
 
-    def __init__(self, program: Program, children: Children, log_folder: str, note: Callable[[str], None]):
+    def __init__(
+        self, program: Program, children: Children, log_folder: str, note: Callable[[str], None],
+        after: "Service | None" = None,
+    ):  # fmt: skip
+        """Every start waits a while for the service it comes `after`, unless that one is held down."""
         self.program = program
         self.failures = 0  # times it ended by itself
         self.was_ready = False  # since it was first waited for
         self._children, self._log_folder, self._note = children, log_folder, note
+        self._after = after
         self._process: Process | None = None
+        self._found_ready: Process | None = None
         self._wanted = asyncio.Event()
         self._spawned = asyncio.Event()
         self._task = asyncio.create_task(self._keep())
@@ -89,11 +97,21 @@ class Service:
             self._note(f"{self.program.name} started")
 
     async def until_ready(self) -> None:
+        while self._process is None or self._process is not self._found_ready:
+            process = await self._until_accepting()
+            for name in self.program.bus_names:
+                await self._until_owned(name)
+            self._found_ready = process
+        self.was_ready = True
+
+    async def _until_accepting(self) -> Process | None:
         while not self.ready():
             await asyncio.sleep(_POLL)
-        while self.program.bus_name and await self._wait_for_name() != 0:
-            await asyncio.sleep(_POLL)
-        self.was_ready = True
+        return self._process
+
+    async def _until_owned(self, name: str) -> None:
+        while await self._wait_for_name(name) != 0:
+            await asyncio.sleep(_BUS_POLL)
 
     async def hold(self) -> None:
         """Ends it and holds it down."""
@@ -106,9 +124,9 @@ class Service:
         await self.hold()
         self._task.cancel()
 
-    async def _wait_for_name(self) -> int:
-        """Waits until its name is owned; the status of what waited, which ends with the bus."""
-        command = ["/usr/bin/gdbus", "wait", "--system", self.program.bus_name]
+    async def _wait_for_name(self, name: str) -> int:
+        """Waits until a name is owned; the status of what waited, which ends with the bus."""
+        command = ["/usr/bin/gdbus", "wait", "--system", name]
         waiting = self._children.spawn(
             command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, env={}
         )
@@ -121,6 +139,9 @@ class Service:
         delay = _FIRST_DELAY
         while True:
             await self._wanted.wait()
+            await self._follow()
+            if not self._wanted.is_set():
+                continue
             started = asyncio.get_running_loop().time()
             ending = await self._run()
             if not self._wanted.is_set():
@@ -132,6 +153,14 @@ class Service:
             self._note(f"{self.program.name} {ending}; started again in {delay * 1000:.0f} ms")
             await asyncio.sleep(delay)
             delay = min(2 * delay, _LAST_DELAY)
+
+    async def _follow(self) -> None:
+        """Waits for the service that this one is started after."""
+        if self._after is not None and self._after._wanted.is_set():
+            try:
+                await asyncio.wait_for(self._after.until_ready(), _PATIENCE)
+            except asyncio.TimeoutError:
+                self._note(f"{self.program.name} is started without {self._after.program.name}")
 
     async def _run(self) -> str:
         """One life of the process; tells how it ended."""
