@@ -25,7 +25,7 @@ constexpr int kCamera = 1;
 }  // namespace
 
 AlarmOverlayHandler::Descriptor::~Descriptor() {
-    close(value);
+    ::close(value);
 }
 
 AlarmOverlayHandler::AlarmOverlayHandler() : AlarmOverlayHandler(StreamSettings(), {}) {}
@@ -43,6 +43,13 @@ AlarmOverlayHandler::AlarmOverlayHandler(const StreamSettings& streamSettings,
 AlarmOverlayHandler::~AlarmOverlayHandler() {
     removeAllCreatedOverlays();
     g_mutex_clear(&mutex);
+}
+
+void AlarmOverlayHandler::close() {
+    g_autoptr(GMutexLocker) locker = g_mutex_locker_new(&mutex);
+    removeAllCreatedOverlays();
+    profiles.clear();
+    cairoHandler.reset();
 }
 
 StreamSettings AlarmOverlayHandler::getSettings() const {

@@ -23,7 +23,8 @@ struct StreamProperties;
 /// kind, clear of the overlays of others. The drawing library must be open.
 ///
 /// Threads: the operations may be called by any; one at a time is at work, so a message waits for
-/// the frame in progress. Who destroys it sees to it that no call is under way or comes.
+/// the frame in progress. Whoever has one that others may still be using closes it and drops his
+/// share.
 class AlarmOverlayHandler {
 public:
     /// Without settings and profiles. Throws std::runtime_error when the services cannot be
@@ -43,6 +44,11 @@ public:
 
     /// Takes a configuration. Whether the streams and overlays are to be listed again.
     bool applySettings(const std::vector<int>& newProfiles, const StreamSettings& newSettings);
+
+    /// Ends it, once the frame in progress is through: all overlays are taken away from the service
+    /// and the image is gone, so that the drawing library may be closed. Frames that come later do
+    /// nothing.
+    void close();
 
     StreamSettings getSettings() const;
     std::vector<int> getProfiles() const;
