@@ -100,6 +100,11 @@ void OverlayDevice::answer(const std::string& member, Reply reply) {
     }
 }
 
+void OverlayDevice::holdObjects(const std::string& manager, const std::string& objects) {
+    const std::lock_guard lock(mutex);
+    managedObjects[manager] = objects;
+}
+
 void OverlayDevice::answerRequests(ChannelReply reply) {
     const std::lock_guard lock(mutex);
     requestReply = std::move(reply);
@@ -215,7 +220,9 @@ GVariant* OverlayDevice::makeBody(const std::string& member, const std::string& 
         return g_variant_new("(v)", g_variant_new_int32(id));
     }
     if (member == "GetManagedObjects") {
-        return g_variant_new("(a{oa{sa{sv}}})", nullptr);
+        const std::string text = "(" + managedObjects.try_emplace(path, "{}").first->second + ",)";
+        return g_variant_parse(G_VARIANT_TYPE("(a{oa{sa{sv}}})"), text.c_str(), nullptr, nullptr,
+                               nullptr);
     }
     return g_variant_new("()");
 }

@@ -40,6 +40,8 @@ public:
 
     /// Answers a method with something else; null makes it an error. An empty function ends it.
     void answer(const std::string& member, Reply reply);
+    /// What one of the object managers lists from now on: the text of "a{oa{sa{sv}}}".
+    void holdObjects(const std::string& manager, const std::string& objects);
     /// Answers requests with something else; an empty text closes the channel.
     void answerRequests(ChannelReply reply);
 
@@ -80,6 +82,7 @@ private:
     std::vector<std::string> interfacesSoFar;
     std::vector<std::string> requestsSoFar;
     std::map<std::string, Reply> replies;
+    std::map<std::string, std::string> managedObjects;
     std::map<std::string, int> handedOut;
     ChannelReply requestReply;
     int untilFailure = 0;
