@@ -24,6 +24,7 @@
 #include "events/sdk_wrapper.h"
 #include "onvif/onvif_dbus_handler.h"
 #include "onvif/onvif_handler.h"
+#include "overlay/alarm_overlay.h"
 #include "scene/camera_container.h"
 #include "scene/camera_container_factory.h"
 #include "scene/nolt_utils.h"
@@ -83,6 +84,7 @@ void startUp(const API_VersionHandler& sceneVersions) {
     }
     IntervalTimerObservable::initialize(kTimerTick);
     sdk_wrapper_init(kShortName, kName, kPlatformName);
+    AlarmOverlay::enableIfSupported();
     cameraContainer = CameraContainerFactory::create(sceneVersions, kCapabilities);
     removeTemporaryFiles();
     IDD::initialize(API_Version("1.0"), kInstallationDataFile);
@@ -100,14 +102,15 @@ void waitForTermination() {
 }
 
 // The callers from outside go first, the rule service before this, so that nothing enters a dying
-// container. The timer goes after the event wrapper, because removing events works through its
-// observers.
+// container. The overlay goes when no camera can draw any more. The timer goes after the event
+// wrapper, because removing events works through its observers.
 void tearDown(ZQHttpHandler* requests) {
     CGI_Callback::shutDown();
     zq_http_handler_free(requests);
     cameraContainer->shutDown();
     delete cameraContainer;
     cameraContainer = nullptr;
+    AlarmOverlay::disable();
     sdk_wrapper_cleanup();
     IntervalTimerObservable::deinitialize();
     closelog();
