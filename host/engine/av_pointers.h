@@ -29,7 +29,13 @@ struct InputDeleter {
     }
 };
 
+/// The output itself is another's.
+struct OutputFormatDeleter {
+    void operator()(AVFormatContext* context) const { avformat_free_context(context); }
+};
+
 using AvInput = std::unique_ptr<AVIOContext, InputDeleter>;
+using AvOutputFormat = std::unique_ptr<AVFormatContext, OutputFormatDeleter>;
 using AvFormat = std::unique_ptr<AVFormatContext, AvDeleter<avformat_close_input>>;
 using AvCodec = std::unique_ptr<AVCodecContext, AvDeleter<avcodec_free_context>>;
 using AvCodecParameters = std::unique_ptr<AVCodecParameters, AvDeleter<avcodec_parameters_free>>;
