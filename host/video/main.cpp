@@ -1,0 +1,67 @@
+#include <glib-unix.h>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "video/fault_plan.h"
+#include "video/listed_streams.h"
+#include "video/overlay_store.h"
+#include "video/stream_table.h"
+#include "video/user_overlay_files.h"
+#include "video/video_bus.h"
+#include "video/video_options.h"
+
+namespace {
+
+constexpr int kBadInput = 2;
+
+void loadUsers(const UserOverlayFiles& files, int cameras, OverlayStore& store) {
+    const UserOverlayFiles::Content content = files.load(cameras);
+    for (const UserOverlay& overlay : content.overlays) {
+        store.putUser(overlay);
+    }
+    store.skipIds(content.greatestId);
+}
+
+void runUntilSignal() {
+    g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
+    for (const int number : {SIGTERM, SIGINT}) {
+        g_unix_signal_add(
+            number,
+            [](gpointer data) -> gboolean {
+                g_main_loop_quit(static_cast<GMainLoop*>(data));
+                return G_SOURCE_CONTINUE;
+            },
+            loop);
+    }
+    g_main_loop_run(loop);
+}
+
+void run(const VideoOptions& options) {
+    const int cameras = static_cast<int>(options.cameras.size());
+    const StreamTable table(options.cameras);
+    const UserOverlayFiles files(options.state + "/overlays");
+    ListedStreams streams(table);
+    FaultPlan faults;
+    OverlayStore store;
+    loadUsers(files, cameras, store);
+    // Last: whoever sees the names finds everything.
+    const VideoBus bus(store, streams, files, faults, cameras);
+    runUntilSignal();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        run(VideoOptions::parse({argv + 1, argv + argc}));
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "video: %s\n", error.what());
+        return kBadInput;
+    }
+    return 0;
+}
