@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "support/bus_daemon.h"
 #include "support/temporary_folder.h"
-
 #include "support/wait_for.h"
 
 /// An address for the system bus that stays while buses come and go: with other threads about, the
@@ -41,14 +41,11 @@ private:
 class PrivateBus {
 public:
     /// At the fixed address (borrowed), if there is one.
-    explicit PrivateBus(const FixedBusAddress* fixedAddress = nullptr)
-        : bus(g_test_dbus_new(G_TEST_DBUS_NONE)), fixed(fixedAddress) {
-        g_test_dbus_up(bus);
-        address = g_test_dbus_get_bus_address(bus);
+    explicit PrivateBus(const FixedBusAddress* fixedAddress = nullptr) : fixed(fixedAddress) {
         if (fixed != nullptr) {
-            fixed->leadTo(address);
+            fixed->leadTo(daemon.getAddress());
         } else {
-            g_setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), TRUE);
+            g_setenv("DBUS_SYSTEM_BUS_ADDRESS", daemon.getAddress().c_str(), TRUE);
         }
     }
     ~PrivateBus() {
@@ -58,20 +55,13 @@ public:
             g_unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
         }
         stop();
-        g_object_unref(bus);
     }
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
 
     /// Ends the daemon, and returns when nobody answers at its address any more.
     void stop() {
-        if (!address.empty()) {
-            g_test_dbus_stop(bus);
-            while (isAnswering()) {
-                g_usleep(1000);
-            }
-            address.clear();
-        }
+        daemon.stop();
         // What waits on the main context holds connections.
         while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
         }
@@ -80,7 +70,7 @@ public:
     /// A connection of the caller's own; he unrefs it.
     GDBusConnection* connect() const {
         GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
-            address.c_str(),
+            daemon.getAddress().c_str(),
             static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                               G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
             nullptr, nullptr, nullptr);
@@ -89,15 +79,8 @@ public:
     }
 
 private:
-    bool isAnswering() const {
-        g_autoptr(GIOStream) stream =
-            g_dbus_address_get_stream_sync(address.c_str(), nullptr, nullptr, nullptr);
-        return stream != nullptr;
-    }
-
-    GTestDBus* bus;
+    BusDaemon daemon;
     const FixedBusAddress* fixed;
-    std::string address;
 };
 
 /// Waits until the process's shared connection to a bus that has ended is gone, so that the next
