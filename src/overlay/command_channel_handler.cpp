@@ -54,7 +54,7 @@ void CommandChannelHandler::createCommandChannel() {
         if (close(descriptor) != 0) {
             syslog(LOG_WARNING, "Failed to close fd for socket\n");
         }
-        throw std::runtime_error("Failed to create command channel socket: Not a socket");
+        throw std::runtime_error("Failed to create command channel socket");
     }
     // Takes the descriptor over, also when it fails: GLib closes it then.
     g_autoptr(GError) error = nullptr;
