@@ -2,7 +2,10 @@
 
 #include <syslog.h>
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
+#include <limits>
 #include <stdexcept>
 
 #include "app/glib_utils.h"
@@ -24,6 +27,18 @@ GDBusProxy* createProxy(const std::string& path, const char* interface, const ch
         kService, path, interface, failureText,
         static_cast<GDBusProxyFlags>(G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES |
                                      G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS));
+}
+
+/// At every rotation that of the height as given: the picture's lower part gets no overlay at 90
+/// and 270 degrees. Both margins can be larger than the picture.
+int findHeight(const StreamSettings& settings, const ExternalOverlayUnion& margins) {
+    const std::int64_t picture = settings.height - settings.height % 16;
+    return static_cast<int>(std::max<std::int64_t>(picture - margins.top - margins.bottom, 0));
+}
+
+bool canHaveBuffer(int width, int height) {
+    constexpr int kLargestImage = std::numeric_limits<int>::max() - kExtraBytes;
+    return width > 0 && height > 0 && std::int64_t{width} * height <= kLargestImage;
 }
 
 /// With four decimals, whatever the locale.
@@ -83,10 +98,8 @@ StreamOverlayCreator::~StreamOverlayCreator() {
 StreamOverlay* StreamOverlayCreator::createStreamOverlay(
     const StreamSettings& settings, int streamId, const ExternalOverlayUnion& externalUnion) {
     const int width = settings.getRotationAndMacroBlockCorrectedWidth();
-    // At every rotation: the picture's lower part gets no overlay at 90 and 270 degrees.
-    const int height =
-        settings.height - settings.height % 16 - externalUnion.top - externalUnion.bottom;
-    if (width <= 0 || height <= 0) {
+    const int height = findHeight(settings, externalUnion);
+    if (!canHaveBuffer(width, height)) {
         return new StreamOverlay(streamId);
     }
     const std::string path =

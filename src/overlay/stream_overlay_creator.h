@@ -19,8 +19,8 @@ public:
     StreamOverlayCreator& operator=(const StreamOverlayCreator&) = delete;
 
     /// An overlay of a stream, of the full picture width between the union's margins (the caller
-    /// deletes it); a placeholder when they leave no room. Throws std::runtime_error on failure,
-    /// with nothing left behind.
+    /// deletes it); a placeholder when they leave no room, or more than a buffer can have. Throws
+    /// std::runtime_error on failure, with nothing left behind.
     StreamOverlay* createStreamOverlay(const StreamSettings& settings, int streamId,
                                        const ExternalOverlayUnion& externalUnion);
 

@@ -1,11 +1,15 @@
 #include "overlay/stream_overlay_creator.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <limits>
 #include <memory>
 
 #include "device/stream_settings.h"
+#include "overlay/command_channel_handler.h"
 #include "overlay/external_overlay_union.h"
 #include "overlay/stream_overlay.h"
 #include "support/failure_of.h"
@@ -76,6 +80,36 @@ TEST_F(StreamOverlayCreatorTest, LeavesBothMarginsFree) {
     const std::string call = creationOf({640, 360, 0, false}, {.top = 16, .bottom = 48});
     EXPECT_THAT(call, HasSubstr("'Size': '640x288'"));
     EXPECT_THAT(call, HasSubstr("'Position': '-1.0000,-0.9111'"));
+}
+
+TEST_F(StreamOverlayCreatorTest, TakesThePositionInTheHeightAsGiven) {
+    const std::string call = creationOf({640, 360, 90, false}, {.top = 16, .bottom = 0});
+    EXPECT_THAT(call, HasSubstr("'Position': '-1.0000,-0.9111'"));
+}
+
+TEST_F(StreamOverlayCreatorTest, MakesAPlaceholderBeyondWhatABufferCanHave) {
+    constexpr int kMost = std::numeric_limits<int>::max() / 16 * 16;
+    EXPECT_FALSE(create({kMost, kMost, 0, false})->isCreated());
+    EXPECT_FALSE(create({65536, 32768, 0, false})->isCreated());
+    EXPECT_FALSE(create({640, 360, 0, false}, {.top = kMost, .bottom = kMost})->isCreated());
+    EXPECT_FALSE(create({640, -kMost, 0, false}, {.top = kMost, .bottom = 0})->isCreated());
+    EXPECT_THAT(device.calls(), IsEmpty());
+    EXPECT_TRUE(create({65536, 32752, 0, false})->isCreated());
+}
+
+TEST_F(StreamOverlayCreatorTest, AsksForTheBytesOfTheImageAndOfTheService) {
+    const std::unique_ptr<StreamOverlay> overlay = create({640, 360, 0, false});
+    CommandChannelHandler channel;
+    constexpr int kBytes = 640 * 352 / 2 + 96;
+    const auto failureInMemoryOf = [&](int size) {
+        const int other = OverlayDevice::makeMemory(size, F_SEAL_SHRINK);
+        device.answerRequests([](const std::string&) { return R"({"data": {"buffer": 0}})"; });
+        const std::string failure = failureOf([&] { overlay->setupBuffer(other, channel); });
+        close(other);
+        return failure;
+    };
+    EXPECT_EQ(failureInMemoryOf(kBytes), "");
+    EXPECT_NE(failureInMemoryOf(kBytes - 1), "");
 }
 
 TEST_F(StreamOverlayCreatorTest, MakesAPlaceholderWithoutRoom) {
