@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <stdexcept>
+#include <utility>
 
 #include "guard/alarm_data_container.h"
 #include "overlay/alarm_overlay_message.h"
@@ -108,10 +108,11 @@ bool AlarmOverlayHandler::shouldStreamOverlaysBeRecreated() const {
 void AlarmOverlayHandler::recreateStreamOverlays() {
     for (std::unique_ptr<StreamOverlay>& overlay : streamOverlays) {
         overlayCreator.unregister(*overlay);
-        const int streamId = overlay->getStreamId();
         // What is gone from the service is not unregistered again if the next fails.
-        overlay = std::make_unique<StreamOverlay>(streamId);
-        overlay.reset(overlayCreator.createStreamOverlay(settings, streamId, currentUnion));
+        const std::unique_ptr<StreamOverlay> old =
+            std::exchange(overlay, std::make_unique<StreamOverlay>(overlay->getStreamId()));
+        overlay.reset(
+            overlayCreator.createStreamOverlay(settings, old->getStreamId(), currentUnion));
     }
     cairoHandler = std::make_unique<CairoHandler>(settings, currentUnion);
 }
@@ -180,14 +181,10 @@ void AlarmOverlayHandler::handleStreamAdded(const StreamProperties& stream) {
     if (!isToBeShownIn(stream)) {
         return;
     }
-    try {
-        streamOverlays.emplace_back(
-            overlayCreator.createStreamOverlay(settings, stream.id, currentUnion));
-    } catch (const std::runtime_error& failure) {
-        // A message must not fail: the frames make up for it, or end in a reset.
-        syslog(LOG_WARNING, "Failed to create a streamOverlay: %s\n", failure.what());
-        streamOverlays.push_back(std::make_unique<StreamOverlay>(stream.id));
-    }
+    // A placeholder stays if the next fails: after some frames another overlay is tried.
+    streamOverlays.push_back(std::make_unique<StreamOverlay>(stream.id));
+    streamOverlays.back().reset(
+        overlayCreator.createStreamOverlay(settings, stream.id, currentUnion));
 }
 
 void AlarmOverlayHandler::handleStreamRemoved(int streamId) {

@@ -40,6 +40,8 @@ public:
     /// std::runtime_error: this handler is of no more use then.
     void handleAlarmResult(const AlarmDataContainer& alarms, const long& time);
 
+    /// Takes in what is new. Throws std::runtime_error when the overlay of a new stream cannot be
+    /// made: the handler goes on, and tries it again after some frames.
     void handleMessage(const AlarmOverlayMessage& message);
 
     /// Takes a configuration. Whether the streams and overlays are to be listed again.
