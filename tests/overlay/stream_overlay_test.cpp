@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fstream>
 #include <memory>
 
 #include "overlay/command_channel_handler.h"
@@ -98,6 +99,32 @@ TEST_F(StreamOverlayTest, MapsTheBufferAtItsHandle) {
     EXPECT_EQ(device.bufferOf(7), device.buffers() + OverlayDevice::kBufferSize);
     EXPECT_THAT(shown(), Each(0x55));
     EXPECT_EQ(overlay.getImageOverlayMemory()[64], 0x55);
+}
+
+TEST_F(StreamOverlayTest, UnmapsTheBufferBefore) {
+    const auto countMappings = [] {
+        std::ifstream maps("/proc/self/maps");
+        int count = 0;
+        for (std::string line; std::getline(maps, line);) {
+            count += line.find("memfd:buffers") != std::string::npos ? 1 : 0;
+        }
+        return count;
+    };
+    const int before = countMappings();
+    for (int i = 0; i < 5; ++i) {
+        show(0x44, true);
+        EXPECT_EQ(countMappings(), before + 1);
+    }
+}
+
+TEST_F(StreamOverlayTest, MayHaveAnyIdAndHandle) {
+    device.answerRequests([](const std::string&) { return R"({"data": {"buffer": 0}})"; });
+    StreamOverlay zero(4, 0, kBufferSize, kWidth, kHeight, {}, kPath);
+    EXPECT_TRUE(zero.isCreated());
+    zero.setupBuffer(memory, channel);
+    const std::vector<unsigned char> image(kImageSize, 0x44);
+    zero.insertData(image.data(), true);
+    EXPECT_EQ(device.buffers()[64], 0x44);
 }
 
 TEST_F(StreamOverlayTest, IsMadeVisibleAfterEachSubmission) {
