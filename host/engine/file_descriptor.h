@@ -26,6 +26,9 @@ public:
         fd = -1;
     }
 
+    /// Gives the descriptor away.
+    int release() { return std::exchange(fd, -1); }
+
     int get() const { return fd; }
     explicit operator bool() const { return fd >= 0; }
 
