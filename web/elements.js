@@ -13,15 +13,42 @@ export function draw(tag, attributes = {}, ...children) {
 }
 
 // Puts new children in the place of the old ones, and the focus where it was. Children that are just the
-// same stay, so that a press of a button is not lost when something else changes.
+// same stay; where all have a data-key and the keys are those of the old ones, these are brought up to date
+// instead. So a press of a button is not lost when something else changes.
 export function renew(place, children, { always = false } = {}) {
   const old = [...place.children];
-  if (!always && old.length === children.length && old.every((child, at) => child.isEqualNode(children[at]))) return;
+  const isSame = old.length === children.length && old.every((child, at) => child.isEqualNode(children[at]));
+  if (isSame && !always) return;
+  if (!always && haveSameKeys(old, children)) {
+    old.forEach((child, at) => update(child, children[at]));
+    return;
+  }
   const focused = old.findIndex((child) => child.contains(document.activeElement));
   place.replaceChildren(...children);
   if (focused < 0 || !children.length) return;
   const next = children[Math.min(focused, children.length - 1)];
   (next.matches("button") ? next : next.querySelector("button"))?.focus();
+}
+
+function haveSameKeys(old, children) {
+  const keys = (list) => list.map((child) => child.dataset.key ?? null);
+  const [theirs, ours] = [keys(old), keys(children)];
+  return theirs.length === ours.length && theirs.every((key, at) => key !== null && key === ours[at]);
+}
+
+// Gives an element the attributes and texts of another one of the same make; its listeners stay.
+function update(element, wanted) {
+  for (const { name } of [...element.attributes]) if (!wanted.hasAttribute(name)) element.removeAttribute(name);
+  for (const { name, value } of wanted.attributes) if (element.getAttribute(name) !== value) element.setAttribute(name, value);
+  const [present, parts] = [[...element.childNodes], [...wanted.childNodes]];
+  if (present.length !== parts.length) {
+    element.replaceChildren(...parts);
+    return;
+  }
+  parts.forEach((part, at) => {
+    if (part.nodeType === Node.TEXT_NODE) present[at].data = part.data;
+    else update(present[at], part);
+  });
 }
 
 function fill(element, properties, children, drawn = false) {

@@ -9,6 +9,8 @@ export const SWAYING = "distanceSwayingObject";
 export class Limits {
   #kinds;
 
+  #overlayResolutions = new Map(); // by camera
+
   constructor(capabilities) {
     this.#kinds = new Map();
     for (const kind of [...(capabilities.filters ?? []), ...(capabilities.triggers ?? [])]) {
@@ -17,6 +19,14 @@ export class Limits {
     this.profiles = capabilities.profiles ?? {};
     this.presets = capabilities.presets ?? null; // null: not a PTZ device
     this.hasMotionLevel = capabilities.motionLevel?.isSupported === true;
+    for (const { id, availableResolutions } of capabilities.alarmOverlay?.cameras ?? []) {
+      this.#overlayResolutions.set(id, availableResolutions);
+    }
+  }
+
+  // The picture sizes in which alarms can be drawn into a camera's video; none if they cannot.
+  overlayResolutions(camera) {
+    return this.#overlayResolutions.get(camera) ?? [];
   }
 
   // Bounds and proposals for a type of filter or trigger, null if the device does not offer it.

@@ -308,7 +308,7 @@ function showAll() {
   }
   motionLevel.show(selected.camera);
   showCameras();
-  form.show(profile(), limits);
+  form.show(profile(), camera(), limits);
   showAreas();
   showAlarms();
   showSaving();
@@ -319,7 +319,7 @@ function showCameras() {
   renew(at("cameras"), configuration.cameras.map(({ id }) => {
     const name = device.pictures.get(id)?.name;
     return choice(`Camera ${id}`, id === selected.camera, () => selectCamera(id), {
-      title: name ?? "", className: alarms.activeOn(id) ? "alarm" : "",
+      title: name ?? "", className: alarms.activeOn(id) ? "alarm" : "", "data-key": id,
     });
   }));
   at("analysed").disabled = !camera();
@@ -342,7 +342,7 @@ function profileLine(one) {
   const name = make("span", { className: "name", textContent: one.name.trim() || "(no name)" });
   const button = choice("", one.uid === selected.uid, () => selectProfile(one.camera, one.uid), { className: state || "idle" });
   button.append(name, make("span", { className: "chip", textContent: said[state] }));
-  return make("li", {}, button);
+  return make("li", { "data-key": one.uid }, button);
 }
 
 // A button of several of which one is chosen.

@@ -36,8 +36,8 @@ export class ProfileForm {
     this.#place.querySelector("[aria-invalid=true]")?.focus();
   }
 
-  // Shows a profile, or none; changes go straight into it.
-  show(profile, limits) {
+  // Shows a profile of a camera, or none; changes go straight into them.
+  show(profile, camera, limits) {
     this.#problems.clear();
     this.#place.replaceChildren();
     if (!profile) return;
@@ -47,6 +47,7 @@ export class ProfileForm {
       this.#name(profile, limits),
       make("fieldset", { className: "filters" }, make("legend", { textContent: "Filters" }), ...this.#filters(profile, limits)),
       ...(limits.presets ? [this.#preset(profile)] : []),
+      ...(limits.overlayResolutions(profile.camera).length ? [this.#overlay(profile, camera, limits)] : []),
       make("div", { className: "bar" }, this.#test, remove),
     );
   }
@@ -128,6 +129,26 @@ export class ProfileForm {
     any.addEventListener("change", () => number.dispatchEvent(new Event("input")));
     return make("fieldset", {}, make("legend", { textContent: "Camera position" }),
       make("label", { className: "switch" }, any, " At every preset"), field);
+  }
+
+  // Whether its alarms are drawn into the video, and in which picture size; that is the camera's.
+  #overlay(profile, camera, limits) {
+    const sizes = limits.overlayResolutions(profile.camera);
+    const drawn = make("input", { type: "checkbox", checked: profile.alarmOverlayEnabled ?? false });
+    const option = (size) => make("option", { value: size, textContent: size.replace("x", " × ") });
+    const size = make("select", { disabled: !drawn.checked }, ...sizes.map(option));
+    size.value = sizes.includes(camera.overlayResolution) ? camera.overlayResolution : sizes[0];
+    const take = () => {
+      profile.alarmOverlayEnabled = drawn.checked;
+      size.disabled = !drawn.checked;
+      if (drawn.checked) camera.overlayResolution = size.value;
+      this.#listeners.changed();
+    };
+    for (const input of [drawn, size]) input.addEventListener("change", take);
+    return make("fieldset", { className: "overlay" }, make("legend", { textContent: "Video" }),
+      make("label", { className: "switch" }, drawn, " Draw its alarms into the video"),
+      make("label", { className: "field" }, make("span", { textContent: "Picture size" }), size,
+        make("small", { textContent: "of all profiles of this camera" })));
   }
 
   // A labelled field; `take` takes the input over and tells what is wrong with it, or null.

@@ -236,8 +236,33 @@ class Profiles(PageTest):
         self.save()
         self.assertEqual(self.params["profiles"][0]["presets"], [3])
 
+    def test_have_their_alarms_drawn_into_the_video_in_a_size_of_the_camera_s(self):
+        self.open(configuration([profile(swaying=False, lifetime=False)]))
+        sizes = [option.get_attribute("value") for option in self.all("#profile .overlay option")]
+        self.assertEqual(sizes, ["1280x720"])  # the only one of a recording's picture that keeps the shape
+        self.assertFalse(self.one("#profile .overlay select").is_enabled())
+        self.one("#profile .overlay input").click()
+        self.save()
+        self.assertTrue(self.params["profiles"][0]["alarmOverlayEnabled"])
+        self.assertEqual(self.params["cameras"][0]["overlayResolution"], "1280x720")
+        self.one("#profile .overlay input").click()
+        self.save()
+        self.assertFalse(self.params["profiles"][0]["alarmOverlayEnabled"])
+        self.no_complaints()
+
 
 class Watching(PageTest):
+    def test_keeps_its_buttons_while_alarms_come_and_go(self):
+        self.open(configuration([profile(swaying=False, lifetime=False)]))
+        buttons = self.all("#cameras button, #profiles button")
+        self.assertEqual(len(buttons), 2)
+        for state in ("Alarm", "Quiet", "Alarm"):
+            self.until_shown("#profiles", state)
+        self.assertEqual(self.all("#cameras button, #profiles button"), buttons)
+        self.assertIn("alarm", buttons[0].get_attribute("class"))
+        buttons[1].click()
+        self.no_complaints()
+
     def test_shows_what_the_detection_sees_until_the_page_is_left(self):
         self.open(configuration([profile(swaying=False, lifetime=False)]))
         bus = self.device.bus(f"{KTW}/tnsorva:xinternal_data")
