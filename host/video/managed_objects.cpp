@@ -56,12 +56,14 @@ void ManagedObjects::remove(int id) {
                  g_variant_new("(o^as)", pathOf(id).c_str(), names));
 }
 
-void ManagedObjects::tellOfChange(int id, const char* property) {
+void ManagedObjects::tellOfChange(int id, std::initializer_list<const char*> names) {
     g_autoptr(GVariant) properties = g_variant_ref_sink(describe(id));
-    g_autoptr(GVariant) value = g_variant_lookup_value(properties, property, nullptr);
     GVariantBuilder changed;
     g_variant_builder_init(&changed, G_VARIANT_TYPE_VARDICT);
-    g_variant_builder_add(&changed, "{sv}", property, value);
+    for (const char* name : names) {
+        g_autoptr(GVariant) value = g_variant_lookup_value(properties, name, nullptr);
+        g_variant_builder_add(&changed, "{sv}", name, value);
+    }
     objects.emit(pathOf(id), kProperties, "PropertiesChanged",
                  g_variant_new("(sa{sv}as)", interface, &changed, nullptr));
 }

@@ -3,6 +3,7 @@
 #include <gio/gio.h>
 
 #include <functional>
+#include <initializer_list>
 #include <set>
 #include <string>
 
@@ -25,8 +26,8 @@ public:
     void addSilently(int id);
     void add(int id);
     void remove(int id);
-    /// Tells of the new value of a property.
-    void tellOfChange(int id, const char* property);
+    /// Tells of the values that these properties have now.
+    void tellOfChange(int id, std::initializer_list<const char*> properties);
 
     std::string pathOf(int id) const { return path + "/" + std::to_string(id); }
     /// 0 for the path of something else.

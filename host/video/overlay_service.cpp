@@ -309,7 +309,8 @@ BusReply OverlayService::moveUser(const BusCall& call) {
     overlay.position = position;
     files.save(overlay);
     store.putUser(overlay);
-    overlayObjects.tellOfChange(id, "Position");
+    // With its size, so that nobody has to ask for that.
+    overlayObjects.tellOfChange(id, {"Position", "Size"});
     say("overlay " + std::to_string(id) + " is at " + overlay.position);
     return {};
 }
