@@ -1,5 +1,7 @@
 #include "analytics/rules_client.h"
 
+#include "command/service_error.h"
+
 namespace {
 
 constexpr const char* kAnalyticsName = "com.orva.Onvif.Analytics1";
@@ -9,23 +11,6 @@ constexpr const char* kTypesInterface = "com.orva.Host.RuleTypes1";
 constexpr const char* kBus = "org.freedesktop.DBus";
 
 constexpr int kTimeout = 30000;  // milliseconds
-
-/// "NAME: message", or the message alone when the error did not come over the bus.
-std::string describe(GError* error) {
-    g_autofree char* name = g_dbus_error_get_remote_error(error);
-    if (name == nullptr) {
-        return error->message;
-    }
-    g_dbus_error_strip_remote_error(error);
-    return std::string(name) + ": " + error->message;
-}
-
-/// Throws ServiceError when `result` is null.
-void require(const void* result, GError* error) {
-    if (result == nullptr) {
-        throw ServiceError(describe(error));
-    }
-}
 
 /// Ends the waiting for what lets another look be worth while: a change of registrations, a change
 /// of the name's owner, or the end of the time.
@@ -86,7 +71,7 @@ private:
 RulesClient::RulesClient() {
     g_autoptr(GError) error = nullptr;
     bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error);
-    require(bus, error);
+    ServiceError::require(bus, error);
     g_dbus_connection_set_exit_on_close(bus, FALSE);
 }
 
@@ -134,6 +119,6 @@ GVariant* RulesClient::call(const RuleProvider& provider, const char* method, GV
         bus, provider.name.c_str(), provider.objectPath.c_str(), provider.interface.c_str(), method,
         parameters, G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NO_AUTO_START, kTimeout, nullptr,
         &error);
-    require(reply, error);
+    ServiceError::require(reply, error);
     return reply;
 }

@@ -2,15 +2,8 @@
 
 #include <gio/gio.h>
 
-#include <stdexcept>
 #include <string>
 #include <vector>
-
-/// A service that is not there or that refused; what() has the D-Bus error's name, if there is one.
-class ServiceError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// Where rules are called, and what kind they are.
 struct RuleProvider {

@@ -1,16 +1,15 @@
 #include <glib.h>
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <exception>
-#include <filesystem>
 #include <string>
 
 #include "analytics/rules_client.h"
 #include "analytics/rules_options.h"
 #include "analytics/stream_size.h"
 #include "analytics/xml_text.h"
+#include "command/command_line.h"
+#include "command/usage_error.h"
 
 namespace {
 
@@ -25,51 +24,9 @@ constexpr double kPatience = 5.0;  // seconds
 // The bus takes messages of up to 16 MiB; the rest is for what stands around the text.
 constexpr std::size_t kGreatestText = 16 * 1024 * 1024 - 4096;
 
-struct FileCloser {
-    explicit FileCloser(std::FILE* theFile) : file(theFile) {}
-    ~FileCloser() {
-        if (file != stdin) {
-            std::fclose(file);
-        }
-    }
-    FileCloser(const FileCloser&) = delete;
-    FileCloser& operator=(const FileCloser&) = delete;
-
-    std::FILE* file;
-};
-
-std::FILE* open(const std::string& path) {
-    std::FILE* file = path == "-" ? stdin : std::fopen(path.c_str(), "rbe");
-    if (file == nullptr) {
-        std::string text = path + ": " + std::strerror(errno);
-        // A command whose working directory the device does not have runs in the root.
-        const bool elsewhere = path[0] != '/' && std::filesystem::current_path() == "/";
-        if (elsewhere || path.starts_with("/tmp/") || path.starts_with("/run/")) {
-            text += " (inside the device; give - and the file as standard input)";
-        }
-        throw UsageError(text);
-    }
-    return file;
-}
-
-/// The whole text of a file. Throws UsageError when it is none that a bus can carry.
 std::string read(const std::string& path) {
-    const FileCloser input(open(path));
-    std::string text;
-    char piece[65536];
-    std::size_t length = 0;
-    while ((length = std::fread(piece, 1, sizeof piece, input.file)) > 0) {
-        text.append(piece, length);
-        if (text.size() > kGreatestText) {
-            throw UsageError(path + ": longer than " + std::to_string(kGreatestText) + " bytes");
-        }
-    }
-    if (std::ferror(input.file) != 0) {
-        throw UsageError(path + ": " + std::strerror(errno));
-    }
-    if (g_utf8_validate_len(text.data(), text.size(), nullptr) == FALSE) {
-        throw UsageError(path + ": not UTF-8 text");
-    }
+    std::string text = CommandLine::readFile(path, kGreatestText);
+    CommandLine::requireUtf8(path + ":", text);
     return text;
 }
 

@@ -1,10 +1,10 @@
 #include "analytics/rules_options.h"
 
-#include <glib.h>
-
-#include <charconv>
 #include <limits>
 #include <utility>
+
+#include "command/command_line.h"
+#include "command/usage_error.h"
 
 namespace {
 
@@ -25,17 +25,6 @@ Command commandOf(const std::string& word) {
         }
     }
     throw UsageError("no command \"" + word + "\"");
-}
-
-int numberOf(const std::string& option, const std::string& text, int least, int most) {
-    int value = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || stop != end || value < least || value > most) {
-        throw UsageError(option + " takes a number from " + std::to_string(least) + " to " +
-                         std::to_string(most) + ", not \"" + text + "\"");
-    }
-    return value;
 }
 
 /// Takes the options out of the arguments; what stays are the words.
@@ -65,13 +54,13 @@ public:
 private:
     void readOption(const std::string& option, RulesOptions& options) {
         if (option == "--source") {
-            options.source = numberOf(option, value(option), 0, 65535);
+            options.source = CommandLine::number(option, value(option), 0, 65535);
         } else if (option == "--width") {
-            width = numberOf(option, value(option), 1, kGreatestSize);
+            width = CommandLine::number(option, value(option), 1, kGreatestSize);
         } else if (option == "--height") {
-            height = numberOf(option, value(option), 1, kGreatestSize);
+            height = CommandLine::number(option, value(option), 1, kGreatestSize);
         } else if (option == "--rotation") {
-            options.rotation = numberOf(option, value(option), 0, 270);
+            options.rotation = CommandLine::number(option, value(option), 0, 270);
             if (options.rotation % 90 != 0) {
                 throw UsageError("--rotation takes 0, 90, 180 or 270");
             }
@@ -105,9 +94,7 @@ private:
 /// The bus carries nothing else, and no rule has another name.
 void checkNames(const std::vector<std::string>& names) {
     for (const std::string& name : names) {
-        if (g_utf8_validate_len(name.data(), name.size(), nullptr) == FALSE) {
-            throw UsageError("a name is not UTF-8 text");
-        }
+        CommandLine::requireUtf8("a name is", name);
     }
 }
 

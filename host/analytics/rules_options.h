@@ -1,15 +1,8 @@
 #pragma once
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
-
-/// A command line or an input that cannot be used; what() says why.
-class UsageError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// What the command `rules` is asked for.
 struct RulesOptions {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "command/usage_error.h"
+
 namespace {
 
 using Command = RulesOptions::Command;
