@@ -16,6 +16,9 @@ DEVICE = "/run/device"
 PROGRAMS = f"{DEVICE}/bin"
 PICTURES = f"{DEVICE}/pictures"
 
+# What runs inside a device beside the application, commands for persons included.
+_PROGRAMS = ["plinth", "analytics", "rules", "overlay"]
+
 # An ordinary user of its own makes root and other callers the same inside: servers drop no privileges.
 _USER = ["--unshare-user", "--uid", "1000", "--gid", "1000", "--cap-drop", "ALL"]
 
@@ -37,7 +40,7 @@ def device(state: str, pictures: str | None, command: list[str]) -> list[str]:
         *_bind("--ro-bind", os.path.join(ROOT, "host", "bringup"), f"{DEVICE}/bringup"),
         *_bind("--ro-bind", os.path.join(ROOT, "host", "conf"), f"{DEVICE}/conf"),
         *_bind("--ro-bind", os.path.join(ROOT, "web"), f"{DEVICE}/web"),
-        *_programs(["plinth", "analytics", "rules"]), *_names(),
+        *_programs(_PROGRAMS), *_names(),
         *_USER, "--unshare-pid", "--as-pid-1", "--unshare-ipc", "--unshare-net", "--unshare-uts",
         "--hostname", "tarnwatch", "--chdir", "/", *command,
     ]  # fmt: skip
@@ -93,7 +96,7 @@ def _names() -> list[str]:
 
 def require() -> None:
     """Raises with one line and the cure when a sandbox cannot be made here or there is nothing to put in it."""
-    for program in ("tarnwatch", "plinth", "plinth-reader", "analytics", "rules"):
+    for program in ("tarnwatch", "plinth-reader", *_PROGRAMS):
         if not os.path.exists(os.path.join(BUILD, "bin", program)):
             raise BringupError(f"{os.path.join(BUILD, 'bin', program)} is missing: run without --no-build")
     command = ["bwrap", "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc", *_USER,
