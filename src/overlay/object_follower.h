@@ -2,12 +2,21 @@
 
 #include <gio/gio.h>
 
+#include <memory>
 #include <string>
+
+#include "device/bus_connection.h"
 
 class AlarmOverlayMessage;
 
 /// Follows the objects of an object manager on the system bus. Signals come on the default main
 /// context; the end of the follower does not wait for one that is being handled.
+///
+/// A service that comes back, alone or with the whole bus, says nothing of the objects that it
+/// brings along. They are listed then, and each counts as new; those that are gone count as
+/// removed.
+///
+/// Any thread without a main context of its own may make one, and any thread may list.
 class ObjectFollower {
 public:
     using Callback = void (*)(const AlarmOverlayMessage&);
@@ -52,12 +61,9 @@ private:
     /// null when it has only the bus's.
     static GVariant* findProperties(GVariant* interfaces);
 
-    struct Follower;
-    static void onSignal(GDBusProxy*, const char* sender, const char* signal, GVariant* parameters,
-                         gpointer follower);
-    static void handleSignal(const std::string& signal, GVariant* parameters,
-                             const Follower& follower);
+    class Link;
 
-    GDBusProxy* proxy;  // owned
-    gulong connection = 0;
+    /// Shared with what waits on the main context, which may outlive this object by a moment.
+    std::shared_ptr<Link> link;
+    BusConnection bus;
 };

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <thread>
 
@@ -48,21 +49,23 @@ protected:
     ~FollowedOverlays() override { ListOverlays::deinitialize(); }
 
     void addOverlay(int id) {
-        device.emit(kPath, kManager, "InterfacesAdded",
-                    parsed("(oa{sa{sv}})", "('" + pathOf(id) + "', " + interfacesOf(id) + ")"));
+        device->emit(kPath, kManager, "InterfacesAdded",
+                     parsed("(oa{sa{sv}})", "('" + pathOf(id) + "', " + interfacesOf(id) + ")"));
     }
     void removeOverlay(int id) {
-        device.emit(kPath, kManager, "InterfacesRemoved",
-                    parsed("(oas)", "('" + pathOf(id) + "', ['x.y'])"));
+        device->emit(kPath, kManager, "InterfacesRemoved",
+                     parsed("(oas)", "('" + pathOf(id) + "', ['x.y'])"));
     }
     void change(int id, const std::string& properties) {
-        device.emit(
+        device->emit(
             pathOf(id), kProperties, "PropertiesChanged",
             parsed("(sa{sv}as)", "('com.orva.Overlay2.Overlay', " + properties + ", @as [])"));
     }
+    static OverlayDevice::Reply listing(const std::string& objects) {
+        return [objects] { return parsed("(a{oa{sa{sv}}})", "(" + objects + ",)"); };
+    }
     void setManagedObjects(const std::string& objects) {
-        device.answer("GetManagedObjects",
-                      [objects] { return parsed("(a{oa{sa{sv}}})", "(" + objects + ",)"); });
+        device->answer("GetManagedObjects", listing(objects));
     }
     bool hasMessage(const std::string& text) {
         return waitFor([&] {
@@ -80,7 +83,7 @@ protected:
     }
 
     PrivateBus bus;
-    OverlayDevice device{bus};
+    std::optional<OverlayDevice> device{std::in_place, bus};
     SyslogCapture log;
     MessageRecord record;
     MainLoopThread mainLoop;
@@ -98,8 +101,8 @@ TEST_F(ListOverlaysTest, PassOnOverlaysThatComeAndGo) {
 
 TEST_F(ListOverlaysTest, DropAnOverlayThatLacksAProperty) {
     ASSERT_TRUE(ListOverlays::initialize(MessageRecord::take));
-    device.emit(kPath, kManager, "InterfacesAdded",
-                parsed("(oa{sa{sv}})", "('/a/1', {'com.orva.Overlay2.Overlay': {}})"));
+    device->emit(kPath, kManager, "InterfacesAdded",
+                 parsed("(oa{sa{sv}})", "('/a/1', {'com.orva.Overlay2.Overlay': {}})"));
     EXPECT_THAT(messagesUpToNow(), IsEmpty());
     EXPECT_THAT(log.texts(),
                 ElementsAre("Could not create overlay area object, missing mandatory value\n"));
@@ -109,10 +112,10 @@ TEST_F(ListOverlaysTest, ListTheOverlaysThereAreAndFollowThem) {
     setManagedObjects("{'" + pathOf(7) + "': " + interfacesOf(7) + ", '" + pathOf(8) +
                       "': " + interfacesOf(8) + "}");
     ASSERT_TRUE(ListOverlays::initialize(MessageRecord::take));
-    device.forgetCalls();
+    device->forgetCalls();
     const std::vector<ExternalOverlay> overlays = ListOverlays::getCurrentOverlays();
-    EXPECT_THAT(device.calls(), ElementsAre("GetManagedObjects /com/orva/Overlay2/Overlay ()"));
-    EXPECT_THAT(device.interfaces(), ElementsAre(kManager));
+    EXPECT_THAT(device->calls(), ElementsAre("GetManagedObjects /com/orva/Overlay2/Overlay ()"));
+    EXPECT_THAT(device->interfaces(), ElementsAre(kManager));
     ASSERT_EQ(overlays.size(), 2U);
     EXPECT_EQ(overlays[0].overlayId, 7);
     EXPECT_EQ(overlays[1].overlayId, 8);
@@ -123,7 +126,7 @@ TEST_F(ListOverlaysTest, ListTheOverlaysThereAreAndFollowThem) {
 
 TEST_F(ListOverlaysTest, ListNoneWhenTheServiceFails) {
     ASSERT_TRUE(ListOverlays::initialize(MessageRecord::take));
-    device.failAt(1);
+    device->failAt(1);
     EXPECT_THAT(ListOverlays::getCurrentOverlays(), IsEmpty());
     EXPECT_THAT(log.lines(), ElementsAre(SyslogCapture::Line{
                                  LOG_WARNING, std::string(kNoList) +
@@ -146,6 +149,20 @@ TEST_F(ListOverlaysTest, StartOnceAndWithACallback) {
                             "Initialize called on an already initaialized namespace\n"));
     ListOverlays::deinitialize();
     EXPECT_TRUE(ListOverlays::initialize(MessageRecord::take));
+}
+
+TEST_F(ListOverlaysTest, PassOnWhatAServiceBringsAlongThatComesBack) {
+    ASSERT_TRUE(ListOverlays::initialize(MessageRecord::take));
+    addOverlay(12);
+    ASSERT_TRUE(hasMessage("overlay 12 added"));
+    device.reset();
+    device.emplace(bus, std::map<std::string, OverlayDevice::Reply>{
+                            {"GetManagedObjects",
+                             listing("{'" + pathOf(13) + "': " + interfacesOf(13) + "}")}});
+    EXPECT_TRUE(hasMessage("overlay 13 added"));
+    EXPECT_THAT(messagesUpToNow(),
+                ElementsAre("overlay 12 added", "overlay 12 removed", "overlay 13 added"));
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(ListOverlaysTest, PassNothingOnWhenStopped) {
@@ -177,38 +194,38 @@ TEST_F(OverlayPropertySubscriptionTest, PassesOnTheChangesOfItsOverlay) {
 }
 
 TEST_F(OverlayPropertySubscriptionTest, AsksForThePositionWhenJustTheSizeChanges) {
-    device.answer("Get", [] { return g_variant_new("(v)", g_variant_new_string("bottom")); });
+    device->answer("Get", [] { return g_variant_new("(v)", g_variant_new_string("bottom")); });
     const OverlayPropertySubscription subscription(5, MessageRecord::takeChange);
-    device.forgetCalls();
+    device->forgetCalls();
     change(5, "{'Size': <'1920x48'>}");
     EXPECT_TRUE(hasMessage("overlay 5 changed to 48 at 'bottom'"));
-    EXPECT_THAT(device.calls(),
+    EXPECT_THAT(device->calls(),
                 ElementsAre("Get " + pathOf(5) + " ('com.orva.Overlay2.Overlay', 'Position')"));
 }
 
 TEST_F(OverlayPropertySubscriptionTest, AsksForTheSizeWhenJustThePositionChanges) {
-    device.answer("Get", [] { return g_variant_new("(v)", g_variant_new_string("640x56")); });
+    device->answer("Get", [] { return g_variant_new("(v)", g_variant_new_string("640x56")); });
     const OverlayPropertySubscription subscription(5, MessageRecord::takeChange);
-    device.forgetCalls();
+    device->forgetCalls();
     change(5, "{'Position': <'top'>}");
     EXPECT_TRUE(hasMessage("overlay 5 changed to 56 at 'top'"));
-    EXPECT_THAT(device.calls(),
+    EXPECT_THAT(device->calls(),
                 ElementsAre("Get " + pathOf(5) + " ('com.orva.Overlay2.Overlay', 'Size')"));
 }
 
 TEST_F(OverlayPropertySubscriptionTest, AsksForBothWhenTheServiceTellsJustOfAChange) {
-    device.answer("Get", [] { return g_variant_new("(v)", g_variant_new_string("24")); });
+    device->answer("Get", [] { return g_variant_new("(v)", g_variant_new_string("24")); });
     const OverlayPropertySubscription subscription(5, MessageRecord::takeChange);
-    device.emit(pathOf(5), kProperties, "PropertiesChanged",
-                parsed("(sa{sv}as)", "('com.orva.Overlay2.Overlay', @a{sv} {}, ['Size'])"));
+    device->emit(pathOf(5), kProperties, "PropertiesChanged",
+                 parsed("(sa{sv}as)", "('com.orva.Overlay2.Overlay', @a{sv} {}, ['Size'])"));
     EXPECT_TRUE(hasMessage("overlay 5 changed to 24 at '24'"));
 }
 
 TEST_F(OverlayPropertySubscriptionTest, LogsWhatItCannotAskFor) {
     const OverlayPropertySubscription subscription(5, MessageRecord::takeChange);
-    device.failAt(1);
+    device->failAt(1);
     change(5, "{'Position': <'top'>}");
-    device.answer("Get", [] { return g_variant_new("(s)", "text"); });
+    device->answer("Get", [] { return g_variant_new("(s)", "text"); });
     change(5, "{'Position': <'top'>}");
     change(5, "{'Size': <'1920x48'>, 'Position': <'top'>}");
     EXPECT_TRUE(hasMessage("overlay 5 changed to 48 at 'top'"));
@@ -223,14 +240,16 @@ TEST_F(OverlayPropertySubscriptionTest, LogsWhatItCannotAskFor) {
 
 TEST_F(OverlayPropertySubscriptionTest, PassesOverWhatIsNoChangeOfEither) {
     const OverlayPropertySubscription subscription(5, MessageRecord::takeChange);
-    device.forgetCalls();
-    device.emit(pathOf(5), kProperties, "SomethingElse", parsed("(s)", "('text',)"));
-    device.emit(pathOf(5), kProperties, "PropertiesChanged", parsed("(s)", "('text',)"));
+    device->forgetCalls();
+    device->emit(pathOf(5), kProperties, "SomethingElse", parsed("(s)", "('text',)"));
+    device->emit(pathOf(5), kProperties, "SomethingElse",
+                 parsed("(sa{sv}as)", "('x.y', {'Size': <'1x1'>, 'Position': <'top'>}, @as [])"));
+    device->emit(pathOf(5), kProperties, "PropertiesChanged", parsed("(s)", "('text',)"));
     change(5, "{'Text': <'more'>}");
     change(5, "{'Size': <'1920x48'>, 'Position': <7>}");
     EXPECT_TRUE(hasMessage("overlay 5 changed to 48 at ''"));
     EXPECT_EQ(record.texts().size(), 1U);
-    EXPECT_THAT(device.calls(), IsEmpty());
+    EXPECT_THAT(device->calls(), IsEmpty());
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <map>
+#include <optional>
 #include <thread>
 
 #include "overlay/message_record.h"
@@ -39,12 +41,23 @@ GVariant* parsed(const char* type, const std::string& text) {
     return g_variant_parse(G_VARIANT_TYPE(type), text.c_str(), nullptr, nullptr, nullptr);
 }
 
+/// What a device answers that has these streams.
+std::map<std::string, OverlayDevice::Reply> listing(const std::vector<int>& ids) {
+    std::string objects;
+    for (const int id : ids) {
+        objects += (objects.empty() ? "'" : ", '") + std::string(kPath) + "/" + std::to_string(id) +
+                   "': " + interfacesOf(id);
+    }
+    return {{"GetManagedObjects",
+             [objects] { return parsed("(a{oa{sa{sv}}})", "({" + objects + "},)"); }}};
+}
+
 class ListStreamsTest : public testing::Test {
 protected:
     ~ListStreamsTest() override { ListStreams::deinitialize(); }
 
     void emit(const char* signal, const char* type, const std::string& parameters) {
-        device.emit(kPath, kManager, signal, parsed(type, parameters));
+        device->emit(kPath, kManager, signal, parsed(type, parameters));
     }
     void addStream(int id) {
         emit("InterfacesAdded", "(oa{sa{sv}})",
@@ -69,7 +82,7 @@ protected:
     }
 
     PrivateBus bus;
-    OverlayDevice device{bus};
+    std::optional<OverlayDevice> device{std::in_place, bus};
     SyslogCapture log;
     MessageRecord record;
     MainLoopThread mainLoop;
@@ -116,17 +129,17 @@ TEST_F(ListStreamsTest, LogWhatTheyCannotUse) {
 }
 
 TEST_F(ListStreamsTest, ListTheStreamsThereAre) {
-    device.answer("GetManagedObjects", [] {
+    device->answer("GetManagedObjects", [] {
         return parsed(
             "(a{oa{sa{sv}}})",
             "({'/a/7': " + interfacesOf(7) +
                 ", '/a/b': {'org.freedesktop.DBus.Peer': {}}, '/a/8': " + interfacesOf(8) + "},)");
     });
     ASSERT_TRUE(ListStreams::initialize(MessageRecord::take));
-    device.forgetCalls();
+    device->forgetCalls();
     const std::vector<StreamProperties> streams = ListStreams::getCurrentStreams();
-    EXPECT_THAT(device.calls(), ElementsAre("GetManagedObjects /com/orva/Graphics1/Stream ()"));
-    EXPECT_THAT(device.interfaces(), ElementsAre(kManager));
+    EXPECT_THAT(device->calls(), ElementsAre("GetManagedObjects /com/orva/Graphics1/Stream ()"));
+    EXPECT_THAT(device->interfaces(), ElementsAre(kManager));
     ASSERT_EQ(streams.size(), 2U);
     EXPECT_EQ(streams[0].id, 7);
     EXPECT_EQ(streams[0].type, "h264");
@@ -136,9 +149,9 @@ TEST_F(ListStreamsTest, ListTheStreamsThereAre) {
 
 TEST_F(ListStreamsTest, ListNoneWhenTheServiceFails) {
     ASSERT_TRUE(ListStreams::initialize(MessageRecord::take));
-    device.failAt(1);
+    device->failAt(1);
     EXPECT_THAT(ListStreams::getCurrentStreams(), IsEmpty());
-    device.answer("GetManagedObjects", [] { return g_variant_new("(s)", "text"); });
+    device->answer("GetManagedObjects", [] { return g_variant_new("(s)", "text"); });
     EXPECT_THAT(ListStreams::getCurrentStreams(), IsEmpty());
     using Line = SyslogCapture::Line;
     EXPECT_THAT(
@@ -181,6 +194,56 @@ TEST_F(ListStreamsTest, PassNothingOnWhenStopped) {
     EXPECT_THAT(messagesUpToNow(), IsEmpty());
 }
 
+TEST_F(ListStreamsTest, PassOnWhatAServiceBringsAlongThatComesBack) {
+    device.reset();
+    device.emplace(bus, listing({7, 8, 9}));
+    ASSERT_TRUE(ListStreams::initialize(MessageRecord::take));
+    EXPECT_EQ(ListStreams::getCurrentStreams().size(), 3U);
+    addStream(10);
+    removeStream("9");
+    ASSERT_TRUE(hasMessage("stream 9 removed"));
+    device.reset();
+    device.emplace(bus, listing({8, 11}));
+    ASSERT_TRUE(hasMessage("stream 11 added"));
+    addStream(12);
+    EXPECT_THAT(
+        messagesUpToNow(),
+        ElementsAre("stream 10 added", "stream 9 removed", "stream 7 removed", "stream 10 removed",
+                    "stream 8 added", "stream 11 added", "stream 12 added"));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(ListStreamsTest, LogWhatAServiceThatComesBackCannotTell) {
+    ASSERT_TRUE(ListStreams::initialize(MessageRecord::take));
+    device.reset();
+    device.emplace(bus, std::map<std::string, OverlayDevice::Reply>{
+                            {"GetManagedObjects", [] { return g_variant_new("(s)", "text"); }}});
+    EXPECT_TRUE(waitFor([this] { return log.lines().size() == 1; }));
+    device.reset();
+    device.emplace(bus, std::map<std::string, OverlayDevice::Reply>{
+                            {"GetManagedObjects", [] { return nullptr; }}});
+    EXPECT_TRUE(waitFor([this] { return log.lines().size() == 2; }));
+    EXPECT_THAT(messagesUpToNow(), IsEmpty());
+    using Line = SyslogCapture::Line;
+    const std::string text =
+        "Error when handling stream changes: DBus call to list objects failed: ";
+    EXPECT_THAT(log.lines(),
+                ElementsAre(Line{LOG_WARNING, text + "Pointer was unexpectedly NULL\n"},
+                            Line{LOG_WARNING, text + "GDBus.Error:com.orva.Error: no\n\n"}));
+}
+
+TEST_F(ListStreamsTest, MayStopWhileAServiceComesBack) {
+    for (int i = 0; i < 10; ++i) {
+        ASSERT_TRUE(ListStreams::initialize(MessageRecord::take));
+        device.reset();
+        device.emplace(bus, listing({8}));
+        ListStreams::deinitialize();
+    }
+    ASSERT_TRUE(ListStreams::initialize(MessageRecord::take));
+    const std::vector<std::string> texts = messagesUpToNow();
+    EXPECT_THAT(texts, testing::Each("stream 8 added"));
+}
+
 TEST_F(ListStreamsTest, StartStopAndListWhileStreamsCome) {
     std::atomic<bool> ended{false};
     std::thread streams([&] {
@@ -202,6 +265,66 @@ TEST_F(ListStreamsTest, StartStopAndListWhileStreamsCome) {
     ended = true;
     streams.join();
     reader.join();
+}
+
+class ListStreamsOverABus : public testing::Test {
+protected:
+    ListStreamsOverABus() { comeBackWith({7}); }
+    ~ListStreamsOverABus() override { ListStreams::deinitialize(); }
+
+    void goAway() {
+        device.reset();
+        bus.reset();
+    }
+    void comeBackWith(const std::vector<int>& streams) {
+        bus.emplace(&address);
+        device.emplace(*bus, listing(streams));
+    }
+    bool isLast(const std::string& text) const {
+        return waitFor([&] {
+            const std::vector<std::string> texts = record.texts();
+            return !texts.empty() && texts.back() == text;
+        });
+    }
+
+    FixedBusAddress address;
+    std::optional<PrivateBus> bus;
+    std::optional<OverlayDevice> device;
+    MessageRecord record;
+    MainLoopThread mainLoop;
+};
+
+TEST_F(ListStreamsOverABus, GoOnWhenItComesBack) {
+    ASSERT_TRUE(ListStreams::initialize(MessageRecord::take));
+    ASSERT_EQ(ListStreams::getCurrentStreams().size(), 1U);
+    for (const int id : {8, 9}) {
+        goAway();
+        {
+            const SyslogCapture log;
+            EXPECT_THAT(ListStreams::getCurrentStreams(), IsEmpty());
+            EXPECT_THAT(log.texts(), ElementsAre(StartsWith(kNoList)));
+        }
+        comeBackWith({id});
+        EXPECT_TRUE(isLast("stream " + std::to_string(id) + " added"));
+        const std::vector<StreamProperties> streams = ListStreams::getCurrentStreams();
+        ASSERT_EQ(streams.size(), 1U);
+        EXPECT_EQ(streams[0].id, id);
+    }
+    EXPECT_THAT(record.texts(), ElementsAre("stream 7 removed", "stream 8 added",
+                                            "stream 8 removed", "stream 9 added"));
+    device->emit(kPath, kManager, "InterfacesRemoved",
+                 parsed("(oas)", "('" + std::string(kPath) + "/9', ['x.y'])"));
+    EXPECT_TRUE(isLast("stream 9 removed"));
+}
+
+TEST_F(ListStreamsOverABus, MayStopWhileItIsAway) {
+    ASSERT_TRUE(ListStreams::initialize(MessageRecord::take));
+    goAway();
+    ListStreams::deinitialize();
+    comeBackWith({8});
+    EXPECT_TRUE(ListStreams::initialize(MessageRecord::take));
+    EXPECT_EQ(ListStreams::getCurrentStreams().size(), 1U);
+    EXPECT_THAT(record.texts(), IsEmpty());
 }
 
 TEST(ListStreamsWithoutABus, DoNotStart) {

@@ -24,8 +24,9 @@ std::string printed(GVariant* value) {
 
 }  // namespace
 
-OverlayDevice::OverlayDevice(const PrivateBus& bus)
-    : memoryDescriptor(makeMemory(kMemorySize, F_SEAL_SHRINK | F_SEAL_GROW)),
+OverlayDevice::OverlayDevice(const PrivateBus& bus, std::map<std::string, Reply> answers)
+    : replies(std::move(answers)),
+      memoryDescriptor(makeMemory(kMemorySize, F_SEAL_SHRINK | F_SEAL_GROW)),
       memory(static_cast<unsigned char*>(
           mmap(nullptr, kMemorySize, PROT_READ | PROT_WRITE, MAP_SHARED, memoryDescriptor, 0))) {
     // Else the first object of a channel's thread would open a file, under a number that

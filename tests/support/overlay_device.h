@@ -20,7 +20,8 @@ public:
     using Reply = std::function<GVariant*()>;
     using ChannelReply = std::function<std::string(const std::string& request)>;
 
-    explicit OverlayDevice(const PrivateBus& bus);
+    /// With these answers, by method, from its first moment on the bus.
+    explicit OverlayDevice(const PrivateBus& bus, std::map<std::string, Reply> answers = {});
     ~OverlayDevice();
     OverlayDevice(const OverlayDevice&) = delete;
     OverlayDevice& operator=(const OverlayDevice&) = delete;
