@@ -275,8 +275,10 @@ TEST_F(CameraInfoTest, KeepsTheResolutionsOfItsAspectRatio) {
 TEST_F(CameraInfoTest, KeepsResolutionsWithinAHundredThousandthOfItsAspectRatio) {
     given("root.Properties.EmbeddedDevelopment.Version", "2.14");
     given("root.Properties.Image.Resolution", "1280x720");
-    for (const auto& [ratio, kept] : std::map<std::string, std::size_t>{
-             {"177778:100000", 1}, {"177777:100000", 1}, {"17778:10000", 0}, {"17776:10000", 0}}) {
+    for (const auto& [ratio, kept] : std::map<std::string, std::size_t>{{"177778:100000", 1},
+                                                                        {"177777:100000", 1},
+                                                                        {"177779:100000", 0},
+                                                                        {"177776:100000", 0}}) {
         given("ImageSource.I0.Sensor.AspectRatio", ratio);
         EXPECT_EQ(CameraInfo::getCameraResolutionsForCurrentAspectRatio().size(), kept) << ratio;
     }
@@ -408,8 +410,10 @@ TEST_F(OverlaySupport, NeedsAResolution) {
 TEST_F(OverlaySupport, NeedsNoMoreThanOneCamera) {
     givenCameras("2");
     EXPECT_FALSE(CameraInfo::isAlarmOverlaySupported());
-    givenCameras("1");
-    EXPECT_TRUE(CameraInfo::isAlarmOverlaySupported());
+    for (const char* number : {"1", "0", "-3"}) {
+        givenCameras(number);
+        EXPECT_TRUE(CameraInfo::isAlarmOverlaySupported()) << number;
+    }
 }
 
 TEST_F(OverlaySupport, IsNotOfferedOnTwoChipFamilies) {
@@ -438,6 +442,12 @@ TEST_F(OverlaySupport, DoesNotAskTheBusWhenAnEarlierConditionFails) {
     bus.stop();
     given("root.Properties.EmbeddedDevelopment.Version", "2.14");
     EXPECT_FALSE(CameraInfo::isAlarmOverlaySupported());
+    given("root.Properties.EmbeddedDevelopment.Version", "2.15");
+    givenMachine("Ambarella");
+    EXPECT_FALSE(CameraInfo::isAlarmOverlaySupported());
+    givenMachine("Board");
+    givenCameras("2");
+    EXPECT_FALSE(CameraInfo::isAlarmOverlaySupported());
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
@@ -459,6 +469,7 @@ TEST_F(OverlaySupport, IsAnsweredOnce) {
     EXPECT_TRUE(CameraInfo::isAlarmOverlaySupported());
     ZQParameterDouble::set("root.Properties.EmbeddedDevelopment.Version", "2.14");
     names.reset();
+    std::ofstream(machineFile) << "Ambarella";
     EXPECT_TRUE(CameraInfo::isAlarmOverlaySupported());
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <random>
 
 #include "device/stream_settings.h"
@@ -204,12 +205,43 @@ TEST_F(CairoHandlerTest, ErasesOnePixelMoreThanItDrew) {
                     "################"));
 }
 
+TEST_F(CairoHandlerTest, ErasesOnePixelMoreOfAPolygonThanItDrew) {
+    const StreamSettings settings(32, 16, 0, false);
+    CairoHandler handler(settings, {});
+    handler.drawObject({.x = 0, .y = 0, .width = 32, .height = 16}, 4.0 / 15.0, 32);
+    // x from 6 to 22, y from 4 to 12: the box above.
+    handler.erasePolygon(Polygon(-2560, 1536, -2048, 2048), settings, {});
+    EXPECT_THAT(
+        show(handler),
+        ElementsAre("################", "################", "#............###", "#............###",
+                    "#............###", "#............###", "#....####....###", "#....####....###",
+                    "#....####....###", "#....####....###", "#............###", "#............###",
+                    "#............###", "#............###", "################",
+                    "################"));
+}
+
 TEST_F(CairoHandlerTest, HalvesOddEdgesTowardsZero) {
     CairoHandler even({32, 16, 0, false}, {});
     even.drawObject({.x = 6, .y = 4, .width = 8, .height = 8});
     CairoHandler odd({32, 16, 0, false}, {});
     odd.drawObject({.x = 7, .y = 4, .width = 9, .height = 8});
     EXPECT_EQ(read(odd), read(even));
+}
+
+// From x -3 of the picture, -1 of the surface, to 7 of it: all of the left line is outside.
+TEST_F(CairoHandlerTest, HalvesNegativeEdgesTowardsZeroToo) {
+    const std::vector<std::string> expected = {
+        "................", "................", "................", "########........",
+        "########........", "......##........", "......##........", "......##........",
+        "......##........", "......##........", "......##........", "########........",
+        "########........", "................", "................", "................"};
+    const StreamSettings settings(32, 16, 0, false);
+    CairoHandler box(settings, {});
+    box.drawObject({.x = -3, .y = 4, .width = 16, .height = 8});
+    EXPECT_EQ(show(box), expected);
+    CairoHandler polygon(settings, {});
+    polygon.drawPolygon(Polygon(-4096 - 3 * 256, -4096 + 14 * 256, -2048, 2048), settings, {});
+    EXPECT_EQ(show(polygon), expected);
 }
 
 TEST_F(CairoHandlerTest, DoesNotWrapABoxAtTheFarLeft) {
@@ -240,28 +272,114 @@ TEST_F(CairoHandlerTest, DrawsOneShapeInFrontOfAnotherWithoutBlending) {
     EXPECT_EQ(read(handler), once);
 }
 
-TEST_F(CairoHandlerTest, LeavesNoTraceOfAnyPolygon) {
-    std::minstd_rand random(5);
-    std::uniform_int_distribution<short> coordinate(-4096, 4096);
-    for (const int rotation : {0, 90, 180, 270}) {
-        const StreamSettings settings(320, 192, rotation, false);
-        const ExternalOverlayUnion margins{.top = 16, .bottom = 32};
-        CairoHandler handler(settings, margins);
-        int visible = 0;
-        for (int round = 0; round < 100; ++round) {
-            std::vector<short> xy(6 + 2 * static_cast<std::size_t>(round % 6));
-            std::ranges::generate(xy, [&] { return coordinate(random); });
-            const Polygon polygon(xy.data(), static_cast<int>(xy.size() / 2));
-            handler.drawPolygon(polygon, settings, margins);
-            visible += std::ranges::count(read(handler), 0x44) > 0 ? 1 : 0;
-            handler.erasePolygon(polygon, settings, margins);
-            ASSERT_EQ(std::ranges::count(read(handler), 0x55),
-                      handler.getWidth() * handler.getHeight())
-                << rotation << " " << round;
+/// Draws many shapes of one kind at each rotation, some at a time, and erases them again.
+class DrawnAndErased : public CairoHandlerTest {
+protected:
+    static constexpr int kFrames = 400;
+
+    int any(int from, int to) { return std::uniform_int_distribution<int>(from, to)(random); }
+
+    /// Coordinates in turn all over the picture, around its edges and far beyond, and anywhere.
+    short anyCoordinate() {
+        switch (any(0, 3)) {
+            case 0:
+                return static_cast<short>(any(-4096, 4096));
+            case 1:
+                return static_cast<short>(any(-160, 160) + 4096 * any(-1, 1));
+            case 2:
+                return static_cast<short>(any(-8192, 8192));
+            default:
+                return static_cast<short>(any(-32768, 32767));
         }
-        // On its side, much of the picture lies below the surface.
-        EXPECT_GE(visible, rotation % 180 == 0 ? 100 : 90) << rotation;
     }
+
+    using Steps = std::vector<std::function<void(CairoHandler&)>>;
+
+    /// `makeShape(settings, draw, erase)` adds the drawing and the erasing of one shape.
+    template <typename MakeShape>
+    void leaveNoTrace(MakeShape makeShape) {
+        for (const int rotation : {0, 90, 180, 270}) {
+            const StreamSettings settings(320, 192, rotation, false);
+            CairoHandler handler(settings, margins);
+            const Pixels blank = read(handler);
+            ASSERT_EQ(std::ranges::count(blank, 0x55), std::ssize(blank));
+            int visible = 0;
+            for (int frame = 0; frame < kFrames; ++frame) {
+                Steps draw;
+                Steps erase;
+                for (int shape = frame % 3; shape >= 0; --shape) {
+                    makeShape(settings, draw, erase);
+                }
+                std::ranges::for_each(draw, [&](const auto& step) { step(handler); });
+                visible += read(handler) == blank ? 0 : 1;
+                std::ranges::for_each(erase, [&](const auto& step) { step(handler); });
+                ASSERT_EQ(read(handler), blank) << rotation << " " << frame;
+            }
+            EXPECT_GE(visible, kFrames / 4) << rotation;
+        }
+    }
+
+    const ExternalOverlayUnion margins{.top = 16, .bottom = 32};
+    std::minstd_rand random{5};
+};
+
+TEST_F(DrawnAndErased, LeavesNoTraceOfBoxes) {
+    leaveNoTrace([this](const StreamSettings& settings, Steps& draw, Steps& erase) {
+        CairoBoundingBoxContainer boxes;
+        boxes.insert(1, anyCoordinate(), anyCoordinate(), any(0, 1) * any(0, 4096),
+                     any(0, 1) * any(0, 4096), settings, margins);
+        const CairoBoundingBox box = boxes.begin()->second;
+        draw.emplace_back([box](CairoHandler& handler) { handler.drawObject(box); });
+        erase.emplace_back([box](CairoHandler& handler) { handler.eraseObject(box); });
+    });
+}
+
+TEST_F(DrawnAndErased, LeavesNoTraceOfBoxesOfAnyPixels) {
+    leaveNoTrace([this](const StreamSettings&, Steps& draw, Steps& erase) {
+        const CairoBoundingBox box{.x = any(-40, 340),
+                                   .y = any(-40, 200),
+                                   .width = any(-2, 9) * any(-2, 9),
+                                   .height = any(-2, 9) * any(-2, 9)};
+        draw.emplace_back([box](CairoHandler& handler) { handler.drawObject(box); });
+        erase.emplace_back([box](CairoHandler& handler) { handler.eraseObject(box); });
+    });
+}
+
+TEST_F(DrawnAndErased, LeavesNoTraceOfPolygons) {
+    leaveNoTrace([this](const StreamSettings& settings, Steps& draw, Steps& erase) {
+        std::vector<short> xy(2 * static_cast<std::size_t>(any(3, 9)));
+        std::ranges::generate(xy, [this] { return anyCoordinate(); });
+        const Polygon polygon(xy.data(), static_cast<int>(xy.size() / 2));
+        draw.emplace_back([this, settings, polygon](CairoHandler& handler) {
+            handler.drawPolygon(polygon, settings, margins);
+        });
+        erase.emplace_back([this, settings, polygon](CairoHandler& handler) {
+            handler.erasePolygon(polygon, settings, margins);
+        });
+    });
+}
+
+// Needles, strokes that come back on themselves, and what falls together in one pixel.
+TEST_F(DrawnAndErased, LeavesNoTraceOfThinAndTinyPolygons) {
+    leaveNoTrace([this](const StreamSettings& settings, Steps& draw, Steps& erase) {
+        const int x = any(-2048, 2048);
+        const int y = any(-2048, 2048);
+        const int length = any(0, 1) * any(-2048, 2048);
+        const int slope = any(0, 1) * any(-2048, 2048);
+        std::vector<short> xy;
+        for (int i = any(3, 7); i > 0; --i) {
+            const int part = any(0, 8);
+            xy.push_back(static_cast<short>(x + length * part / 8 + any(-60, 60)));
+            xy.push_back(static_cast<short>(y + slope * part / 8 + any(-60, 60)));
+        }
+        const Polygon polygon(xy.data(), static_cast<int>(xy.size() / 2));
+        draw.emplace_back([this, settings, polygon](CairoHandler& handler) {
+            handler.drawPolygon(polygon, settings, margins);
+        });
+        erase.emplace_back([this, settings, polygon](CairoHandler& handler) {
+            handler.erasePolygon(polygon, settings, margins);
+        });
+    });
 }
 
 TEST_F(CairoHandlerTest, LogsARotationThatItDoesNotKnow) {

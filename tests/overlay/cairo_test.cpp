@@ -77,6 +77,13 @@ TEST(CairoModule, IsOffWithOneLineWithoutAnyOfItsEntryPoints) {
     }
 }
 
+TEST(CairoModule, LooksForTheFirstEntryPointFirst) {
+    const NamedCairoModule module("libm.so.6");
+    const SyslogCapture log;
+    EXPECT_FALSE(Cairo::initialize());
+    EXPECT_THAT(log.texts(), ElementsAre("Failed to load cairo. Could not open cairo_create\n"));
+}
+
 TEST(CairoModule, CanBeOpenedAfterAFailure) {
     const SyslogCapture log;
     {

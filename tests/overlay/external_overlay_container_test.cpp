@@ -70,7 +70,14 @@ TEST_F(ExternalOverlays, AreReplacedByOneOfTheirId) {
     overlays.insert(makeText(1, "top", 40));
     overlays.insert(makeText(1, "bottom", 20));
     expectMargins(0, 32);
+    ExternalOverlay other = makeText(1, "0,0.5", 20);
+    other.type = ExternalOverlayImage;
+    other.isScalable = false;
+    overlays.insert(other);
+    expectMargins(0, 272);
     EXPECT_THAT(overlays.getExternalOverlays(), SizeIs(1));
+    EXPECT_EQ(overlays.getExternalOverlay(1)->type, ExternalOverlayImage);
+    EXPECT_FALSE(overlays.getExternalOverlay(1)->isScalable);
 }
 
 TEST_F(ExternalOverlays, AreFoundById) {

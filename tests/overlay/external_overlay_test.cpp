@@ -58,11 +58,13 @@ TEST_F(ExternalOverlayTest, TakesTheTopOrTheBottom) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(ExternalOverlayTest, MovesFromTheTopToTheBottom) {
+TEST_F(ExternalOverlayTest, MovesFromTheTopToTheBottomAndBack) {
     ExternalOverlay overlay = makeTextAt("top", 40);
     overlay.handleNonCustomProperties(50, "bottom");
     EXPECT_THAT(marginsOf(overlay), ElementsAre(0, 50));
     EXPECT_EQ(overlay.height, 50);
+    overlay.handleNonCustomProperties(60, "topright");
+    EXPECT_THAT(marginsOf(overlay), ElementsAre(60, 0));
 }
 
 TEST_F(ExternalOverlayTest, StaysAsItWasAtAnEmptyPosition) {
@@ -104,8 +106,8 @@ TEST_F(ExternalOverlayTest, ToleratesCoordinatesJustOutsideThePicture) {
 TEST_F(ExternalOverlayTest, RefusesWhatIsNoPairOfCoordinates) {
     ExternalOverlay overlay = makeText();
     for (const char* position :
-         {"1.0001,0", "0,-1.0001", "0", "", "0,", ",0", "0,0,0", "0x0x0", "0x0,0", "a,0", "0,a",
-          "0, 0", "1e-1,0", "nan,0", ".,0", "0,-", "0;0"}) {
+         {"1.00002,0", "-1.00002,0", "0,1.00002", "0,-1.00002", "0", "", "0,", ",0", "0,0,0",
+          "0x0x0", "0x0,0", "a,0", "0,a", "0, 0", "1e-1,0", "nan,0", ".,0", "0,-", "0;0"}) {
         EXPECT_EQ(failureOf([&] { overlay.handleCustomProperties(40, position); }),
                   std::string("Failed to handle overlay property position string: ") + position);
     }
