@@ -132,6 +132,13 @@ protected:
             [&member](const std::string& call) { return call.starts_with(member + " "); }));
     }
 
+    static Pixels objectImage() {
+        return imageWith(kWidth / 2, kHeight, {11, 17, 21, 31}, {13, 19, 19, 29});
+    }
+    static Pixels polygonImage() {
+        return imageWith(kWidth / 2, kHeight, {7, 11, 25, 37}, {9, 13, 23, 35});
+    }
+
     /// Of all overlays that were made.
     std::vector<std::string> sizes() const {
         std::vector<std::string> found;
@@ -219,13 +226,13 @@ TEST_F(AlarmOverlayHandlerTest, ShowsTheObjectInAlarmInEachStream) {
 TEST_F(AlarmOverlayHandlerTest, DrawsABoxOfLinesOfTwo) {
     addStream(3);
     showObject();
-    EXPECT_EQ(shown(), imageWith(32, 48, {11, 17, 21, 31}, {13, 19, 19, 29}));
+    EXPECT_EQ(shown(), objectImage());
 }
 
 TEST_F(AlarmOverlayHandlerTest, DrawsPolygonsOfLinesOfTwo) {
     addStream(3);
     showPolygon();
-    EXPECT_EQ(shown(), imageWith(32, 48, {7, 11, 25, 37}, {9, 13, 23, 35}));
+    EXPECT_EQ(shown(), polygonImage());
 }
 
 TEST_F(AlarmOverlayHandlerTest, MovesABoxOnWithItsObjectSinceTheScene) {
@@ -307,14 +314,12 @@ TEST_F(AlarmOverlayHandlerTest, LeavesNoTraceInAnyBuffer) {
 
 TEST_F(AlarmOverlayHandlerTest, ErasesEachShapeBeforeTheNextImage) {
     addStream(3);
-    showObject();
-    const Pixels object = shown();
-    showPolygon();
-    const Pixels polygon = shown();
-    showObject();
-    EXPECT_EQ(shown(), object);
-    showPolygon();
-    EXPECT_EQ(shown(), polygon);
+    for (int i = 0; i < 2; ++i) {
+        showObject();
+        EXPECT_EQ(shown(), objectImage());
+        showPolygon();
+        EXPECT_EQ(shown(), polygonImage());
+    }
 }
 
 TEST_F(AlarmOverlayHandlerTest, ShowsOneBlankImageAtTheStart) {
@@ -357,22 +362,27 @@ TEST_F(AlarmOverlayHandlerTest, KeepsClearOfATextOnlyAfterMoreThanThreeFrames) {
 
 TEST_F(AlarmOverlayHandlerTest, DrawsInTheSamePlaceBelowAText) {
     addStream(3);
-    showObject();
-    const Pixels object = shown();
-    showPolygon();
-    const Pixels polygon = shown();
     addText(9, 10);
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 5; ++i) {
         showObject();
     }
-    EXPECT_EQ(shown(2, 32), below(object, 16));
+    EXPECT_EQ(shown(2, 32), below(objectImage(), 16));
     showPolygon();
-    EXPECT_EQ(shown(2, 32), below(polygon, 16));
+    EXPECT_EQ(shown(2, 32), below(polygonImage(), 16));
+}
+
+TEST_F(AlarmOverlayHandlerTest, DrawsAnImageOfTheNewSizeWhenATextIsGone) {
+    addText(9, 10);
+    handler->applySettings({kProfile}, StreamSettings());
+    handler->applySettings({kProfile}, settings);
+    addStream(3);
+    showObject();
+    EXPECT_EQ(shown(1, 32), below(objectImage(), 16));
     handler->handleMessage(OverlayRemovedMessage(9));
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 4; ++i) {
         showObject();
     }
-    EXPECT_EQ(shown(3), object);
+    EXPECT_EQ(shown(2), objectImage());
 }
 
 TEST_F(AlarmOverlayHandlerTest, MovesWithTheTextAndComesBackWhenItIsGone) {
@@ -439,6 +449,21 @@ TEST_F(AlarmOverlayHandlerTest, DrawsAnImageOfTheNewSize) {
     add({3, 1, "h264", 128, 96, 0, false});
     showObject();
     EXPECT_EQ(shown(1, 96, 128), imageWith(64, 96, {23, 35, 41, 61}, {25, 37, 39, 59}));
+}
+
+TEST_F(AlarmOverlayHandlerTest, ShowsNothingInStreamsWithoutASize) {
+    for (const int size : {0, -1, -1080}) {
+        handler->applySettings({kProfile}, {size, size, 0, false});
+        add({3, 1, "h264", size, size, 0, false});
+        device.forgetCalls();
+        for (int i = 0; i < 10; ++i) {
+            showObject();
+            showPolygon();
+        }
+        EXPECT_THAT(device.calls(), IsEmpty());
+        EXPECT_THAT(device.requests(), IsEmpty());
+    }
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(AlarmOverlayHandlerTest, ScalesTheOverlaysOfOthersToItsSettings) {
