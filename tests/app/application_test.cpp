@@ -22,13 +22,18 @@
 #include "cgi/cgi_callback.h"
 #include "cgi/cgi_handler.h"
 #include "cgi/cgi_handler_result.h"
+#include "overlay/alarm_overlay.h"
+#include "overlay/alarm_overlay_lock.h"
+#include "overlay/overlay_services.h"
 #include "scene/camera_container.h"
 #include "support/camera_info_test_access.h"
 #include "support/main_loop_thread.h"
+#include "support/overlay_device.h"
 #include "support/own_process.h"
 #include "support/platform_doubles.h"
 #include "support/private_bus.h"
 #include "support/scene_server.h"
+#include "support/subscriber_module/named_subscriber_module.h"
 #include "support/syslog_capture.h"
 #include "zqhttp/double/zqhttp_double.h"
 
@@ -328,6 +333,102 @@ TEST_F(ApplicationTest, LetsTheRuleServiceGoBeforeItWaitsForARunningRequest) {
                       slow.leave.set_value();
                   }).detach();
                   expect(Application::run() == 0, 2);
+                  _exit(0);
+              }));
+}
+
+/// A device with overlay services, and with the subscriber module, in a process of its own.
+struct DeviceWithOverlays {
+    DeviceWithOverlays() {
+        CameraInfoTestAccess::setMachineFile("/nonexistent/machine");
+        AlarmOverlay::forgetDBusNames();
+        ZQParameterDouble::set("root.Properties.EmbeddedDevelopment.Version", "2.16");
+        ZQParameterDouble::set("ImageSource.I0.Sensor.AspectRatio", "16:9");
+        ZQParameterDouble::set("root.Properties.Image.Resolution", "1280x720");
+        ZQParameterDouble::remove("root.ImageSource.I0.Type");
+    }
+
+    PrivateBus bus;
+    OverlayDevice services{bus};
+    MainLoopThread mainLoop;
+    NamedSubscriberModule module;
+};
+
+TEST_F(ApplicationTest, EnablesTheOverlayBetweenTheWrapperAndTheStoredConfiguration) {
+    if (g_file_test("/usr/local/packages/ktw/localdata", G_FILE_TEST_EXISTS)) {
+        GTEST_SKIP() << "the application is installed here, with a configuration of its own";
+    }
+    EXPECT_EQ(0, exitStatusOf([] {
+                  DeviceWithOverlays device;
+                  writeNothing();
+                  std::promise<void> isHeld;
+                  std::thread([&] {
+                      // Nothing can be enabled meanwhile.
+                      g_rec_mutex_lock(AlarmOverlay::getLock());
+                      isHeld.set_value();
+                      waitFor([] { return ZQParameterDouble::liveHandlers() == 1; });
+                      // Time to do wrong in.
+                      g_usleep(50000);
+                      expect(!CameraContainer::hasCameras(), 3);
+                      expect(device.services.calls().empty(), 4);
+                      g_rec_mutex_unlock(AlarmOverlay::getLock());
+                      waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
+                      expect(AlarmOverlay::isEnabled(), 5);
+                      expect(CameraContainer::hasCameras(), 6);
+                      // The configuration found the handler there.
+                      const std::vector<std::string> calls = device.services.calls();
+                      expect(calls.size() == 8, 7);
+                      expect(calls[5].starts_with("GetCommandChannel"), 8);
+                      expect(calls[6].starts_with("GetManagedObjects /com/orva/Graphics1"), 9);
+                      expect(calls[7].starts_with("GetManagedObjects /com/orva/Overlay2"), 10);
+                      kill(getpid(), SIGTERM);
+                  }).detach();
+                  isHeld.get_future().wait();
+                  expect(Application::run() == 0, 2);
+                  _exit(0);
+              }));
+}
+
+TEST_F(ApplicationTest, DisablesTheOverlayBetweenTheCamerasAndTheWrapper) {
+    if (g_file_test("/usr/local/packages/ktw/localdata", G_FILE_TEST_EXISTS)) {
+        GTEST_SKIP() << "the application is installed here, with a configuration of its own";
+    }
+    EXPECT_EQ(0, exitStatusOf([] {
+                  const DeviceWithOverlays device;
+                  writeNothing();
+                  std::thread([&device] {
+                      waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
+                      expect(device.module->live() == 1, 3);
+                      // Nothing can be disabled meanwhile.
+                      g_rec_mutex_lock(AlarmOverlay::getLock());
+                      kill(getpid(), SIGTERM);
+                      waitFor([&device] { return device.module->live() == 0; });
+                      // Time to do wrong in.
+                      g_usleep(50000);
+                      expect(AlarmOverlay::isEnabled(), 4);
+                      expect(!CameraContainer::hasCameras(), 5);
+                      expect(ZQParameterDouble::liveHandlers() == 1, 6);
+                      g_rec_mutex_unlock(AlarmOverlay::getLock());
+                  }).detach();
+                  expect(Application::run() == 0, 2);
+                  expect(!AlarmOverlay::isEnabled(), 7);
+                  expect(ZQParameterDouble::liveHandlers() == 0, 8);
+                  _exit(0);
+              }));
+}
+
+TEST_F(ApplicationTest, RunsWithoutTheOverlayWhenItCannotBeEnabled) {
+    EXPECT_EQ(0, exitStatusOf([] {
+                  DeviceWithOverlays device;
+                  writeNothing();
+                  device.services.failAt(6);
+                  std::thread([] {
+                      waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
+                      kill(getpid(), SIGTERM);
+                  }).detach();
+                  expect(Application::run() == 0, 2);
+                  expect(!device.services.hasNotFailed(), 3);
+                  expect(!AlarmOverlay::isEnabled(), 4);
                   _exit(0);
               }));
 }
