@@ -6,6 +6,7 @@
 
 #include "support/failing_json_memory.h"
 #include "support/json_support.h"
+#include "support/overlay_stage.h"
 #include "support/status_matchers.h"
 #include "support/syslog_capture.h"
 #include "support/test_device.h"
@@ -153,6 +154,18 @@ TEST_F(CGI_PackTest, ADeviceWithOverlayListsItsSupportedSources) {
     EXPECT_EQ(log.lines(),
               (std::vector<SyslogCapture::Line>{
                   {LOG_INFO, "Skipping source 2 because it is not a supported source\n"}}));
+}
+
+using CGI_PackOverlayTest = OverlayStage;
+
+TEST_F(CGI_PackOverlayTest, AnOverlayIsSupportedWhileItIsEnabled) {
+    EXPECT_EQ(textOf(CGI_Pack::alarmOverlay()), R"({"isSupported":false})");
+    AlarmOverlay::enableIfSupported();
+    EXPECT_EQ(textOf(CGI_Pack::alarmOverlay()),
+              R"({"isSupported":true,"maxNbrActiveCameras":1,"cameras":[)"
+              R"({"id":1,"availableResolutions":["64x48","640x480"]}]})");
+    AlarmOverlay::disable();
+    EXPECT_EQ(textOf(CGI_Pack::alarmOverlay()), R"({"isSupported":false})");
 }
 
 TEST_F(CGI_PackTest, TellsWhichBoundariesAreMissing) {
