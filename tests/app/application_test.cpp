@@ -359,7 +359,7 @@ TEST_F(ApplicationTest, EnablesTheOverlayBetweenTheWrapperAndTheStoredConfigurat
         GTEST_SKIP() << "the application is installed here, with a configuration of its own";
     }
     EXPECT_EQ(0, exitStatusOf([] {
-                  DeviceWithOverlays device;
+                  auto device = std::make_unique<DeviceWithOverlays>();
                   writeNothing();
                   std::promise<void> isHeld;
                   std::thread([&] {
@@ -370,13 +370,13 @@ TEST_F(ApplicationTest, EnablesTheOverlayBetweenTheWrapperAndTheStoredConfigurat
                       // Time to do wrong in.
                       g_usleep(50000);
                       expect(!CameraContainer::hasCameras(), 3);
-                      expect(device.services.calls().empty(), 4);
+                      expect(device->services.calls().empty(), 4);
                       g_rec_mutex_unlock(AlarmOverlay::getLock());
                       waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
                       expect(AlarmOverlay::isEnabled(), 5);
                       expect(CameraContainer::hasCameras(), 6);
                       // The configuration found the handler there.
-                      const std::vector<std::string> calls = device.services.calls();
+                      const std::vector<std::string> calls = device->services.calls();
                       expect(calls.size() == 8, 7);
                       expect(calls[5].starts_with("GetCommandChannel"), 8);
                       expect(calls[6].starts_with("GetManagedObjects /com/orva/Graphics1"), 9);
@@ -385,6 +385,7 @@ TEST_F(ApplicationTest, EnablesTheOverlayBetweenTheWrapperAndTheStoredConfigurat
                   }).detach();
                   isHeld.get_future().wait();
                   expect(Application::run() == 0, 2);
+                  device.reset();
                   _exit(0);
               }));
 }
@@ -394,15 +395,15 @@ TEST_F(ApplicationTest, DisablesTheOverlayBetweenTheCamerasAndTheWrapper) {
         GTEST_SKIP() << "the application is installed here, with a configuration of its own";
     }
     EXPECT_EQ(0, exitStatusOf([] {
-                  const DeviceWithOverlays device;
+                  auto device = std::make_unique<DeviceWithOverlays>();
                   writeNothing();
                   std::thread([&device] {
                       waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
-                      expect(device.module->live() == 1, 3);
+                      expect(device->module->live() == 1, 3);
                       // Nothing can be disabled meanwhile.
                       g_rec_mutex_lock(AlarmOverlay::getLock());
                       kill(getpid(), SIGTERM);
-                      waitFor([&device] { return device.module->live() == 0; });
+                      waitFor([&device] { return device->module->live() == 0; });
                       // Time to do wrong in.
                       g_usleep(50000);
                       expect(AlarmOverlay::isEnabled(), 4);
@@ -413,22 +414,24 @@ TEST_F(ApplicationTest, DisablesTheOverlayBetweenTheCamerasAndTheWrapper) {
                   expect(Application::run() == 0, 2);
                   expect(!AlarmOverlay::isEnabled(), 7);
                   expect(ZQParameterDouble::liveHandlers() == 0, 8);
+                  device.reset();
                   _exit(0);
               }));
 }
 
 TEST_F(ApplicationTest, RunsWithoutTheOverlayWhenItCannotBeEnabled) {
     EXPECT_EQ(0, exitStatusOf([] {
-                  DeviceWithOverlays device;
+                  auto device = std::make_unique<DeviceWithOverlays>();
                   writeNothing();
-                  device.services.failAt(6);
+                  device->services.failAt(6);
                   std::thread([] {
                       waitFor([] { return ZQHttpDouble::liveHandlers() == 1; });
                       kill(getpid(), SIGTERM);
                   }).detach();
                   expect(Application::run() == 0, 2);
-                  expect(!device.services.hasNotFailed(), 3);
+                  expect(!device->services.hasNotFailed(), 3);
                   expect(!AlarmOverlay::isEnabled(), 4);
+                  device.reset();
                   _exit(0);
               }));
 }
