@@ -20,6 +20,8 @@ LOGS = f"{STATE}/log"
 CONF = f"{DEVICE}/conf"
 
 SCENES = "/run/plinth/scenes"
+VIDEO_PICTURES = "/run/video/pictures.sock"
+VIDEO_WEB = "/run/video/web.sock"
 WEB_SOCKETS = ("127.0.0.1", 9001)
 CONTROL = f"{DEVICE}/http.sock"
 
@@ -40,6 +42,7 @@ def programs(plan: dict) -> list[Program]:
     plain = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LANG": "C.UTF-8", "TZ": "UTC"}
     ours = plain | {name: os.environ[name] for name in _PASSED_ON if name in os.environ}
     held = "".join(f"{fd};" for fd in plan["listening"])
+    cameras = [part for size in plan["cameras"] for part in ("--camera", size)]
     return [
         Program("bus", ["/usr/bin/dbus-daemon", f"--config-file={CONF}/bus.conf", "--nofork", "--nopidfile", "--nosyslog"],
                 address="/run/dbus/system_bus_socket", environment=plain),
@@ -47,11 +50,15 @@ def programs(plan: dict) -> list[Program]:
                 address=("127.0.0.1", 1883), environment=plain, misses_requests=True),
         Program("web", ["/usr/sbin/nginx", "-p", DEVICE, "-c", f"{CONF}/nginx.conf", "-e", "stderr"],
                 address=("127.0.0.1", 8080), fds=plan["listening"], environment=plain | {"NGINX": held}),
+        Program("video", [f"{PROGRAMS}/video", *cameras, "--pictures", VIDEO_PICTURES, "--web", VIDEO_WEB,
+                          "--configuration", f"{APPLICATION}/localdata/config.json", "--state", STATE],
+                bus_names=["com.orva.Overlay2", "com.orva.Graphics1"],
+                environment=ours | {"XDG_CACHE_HOME": "/run/video/cache"}),  # of the fonts
         Program("engine", [f"{PROGRAMS}/plinth", "--socket", SCENES, *plan["engine"]],
                 address=SCENES, fds=plan["sources"], environment=ours, log="plinth"),
         Program("analytics", [f"{PROGRAMS}/analytics"], bus_names=["com.orva.Onvif.Analytics1"], environment=ours),
         Program("application", [f"{APPLICATION}/tarnwatch"],
-                environment=ours, folder=APPLICATION, log="tarnwatch-output"),
+                environment=ours, folder=APPLICATION, log="tarnwatch-output", after="video"),
     ]  # fmt: skip
 
 
@@ -62,7 +69,10 @@ class Device:
         self._note_log = logs.Log(LOGS, "bringup")
         self.children = Children()
         self.syslog = SyslogReader(f"{DEVICE}/log", LOGS)
-        self.services = [Service(program, self.children, LOGS, self.note) for program in programs(plan)]
+        self.services: list[Service] = []
+        for program in programs(plan):
+            after = next((service for service in self.services if service.program.name == program.after), None)
+            self.services.append(Service(program, self.children, LOGS, self.note, after))
         self.commands = CommandServer(f"{STATE}/{enter.SOCKET}", self.children, self.services)
 
     def note(self, text: str) -> None:

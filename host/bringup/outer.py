@@ -76,6 +76,7 @@ class _Plan:
         self.files = [None if source.kind == "url" else source.open() for source in options.sources]
         descriptions = sources.describe(options.sources, self.files)
         self.cameras = web.cameras_file(options.sources, descriptions)
+        self.sizes = [f"{picture.width}x{picture.height}" for picture in descriptions]
         derived = parameters.derive(options.sources, descriptions, options.transport)
         parameters.update(os.path.join(self.state, "parameters.conf"), derived, options.parameters)
         self.pictures = _make_pictures_folder(options.dump_pictures)
@@ -92,7 +93,7 @@ class _Plan:
 def _make_state_folder(state: str) -> int:
     """Makes the folder and takes its lock, which the inner half shares until the device has ended."""
     try:
-        for folder in ("localdata", "log"):
+        for folder in ("localdata", "log", "overlays"):
             os.makedirs(os.path.join(state, folder), exist_ok=True)
         lock = os.open(os.path.join(state, "lock"), os.O_CREAT | os.O_RDWR | os.O_CLOEXEC, 0o600)
     except OSError as error:
@@ -223,6 +224,7 @@ class _Outer:
         outside = [listener.getsockname()[:2] for listener in (plan.web, plan.events)]
         return {
             "engine": engine,
+            "cameras": plan.sizes,
             "sources": fds + [fd for fd, _ in plan.records],
             "listening": [plan.web.fileno(), plan.events.fileno()],
             "web": web.listen_files(*outside, plan.password) | {"cameras.json": plan.cameras},

@@ -17,7 +17,7 @@ PROGRAMS = f"{DEVICE}/bin"
 PICTURES = f"{DEVICE}/pictures"
 
 # What runs inside a device beside the application, commands for persons included.
-_PROGRAMS = ["plinth", "analytics", "rules", "overlay"]
+_PROGRAMS = ["video", "plinth", "analytics", "rules", "overlay"]
 
 # An ordinary user of its own makes root and other callers the same inside: servers drop no privileges.
 _USER = ["--unshare-user", "--uid", "1000", "--gid", "1000", "--cap-drop", "ALL"]

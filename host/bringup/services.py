@@ -33,6 +33,7 @@ class Program:
     folder: str = "/"
     log: str = ""  # base name of its log file, if not its own name
     misses_requests: bool = False  # a request to end can get lost
+    after: str | None = None  # the service that each start waits a while for, unless that one is held down
 
 
 def accepts(address: str | tuple[str, int]) -> bool:
@@ -58,7 +59,7 @@ class Service:
         self, program: Program, children: Children, log_folder: str, note: Callable[[str], None],
         after: "Service | None" = None,
     ):  # fmt: skip
-        """Every start waits a while for the service it comes `after`, unless that one is held down."""
+        """`after` is the service that the program names so."""
         self.program = program
         self.failures = 0  # times it ended by itself
         self.was_ready = False  # since it was first waited for
@@ -155,7 +156,8 @@ class Service:
             delay = min(2 * delay, _LAST_DELAY)
 
     async def _follow(self) -> None:
-        """Waits for the service that this one is started after."""
+        """Waits for the service that this one is started after. The application asks for the names of the
+        video service once and keeps the answer."""
         if self._after is not None and self._after._wanted.is_set():
             try:
                 await asyncio.wait_for(self._after.until_ready(), _PATIENCE)

@@ -231,7 +231,7 @@ POSITION  top, topleft, topright, bottom, bottomleft, bottomright, or X,Y: the u
   --fixed             sizes are pixels of every picture, however large it is
 
 Faults are for tests. WHAT is a method that an application calls (CreateOverlay, GetCommandChannel and so
-on), or getBuffer or submitBuffer; KIND is error, late, short, wrong, empty, nodescriptor, notasocket,
+on), getBuffer, submitBuffer, or any for each of them; KIND is error, late, short, wrong, empty, nodescriptor, notasocket,
 notamemory, unsealed, toosmall or exit.
   --nth N             the first call that fails, counted from now (default: 1)
   --count N           how many calls fail, 0 for all (default: 1)

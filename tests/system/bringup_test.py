@@ -4,6 +4,7 @@ import json
 import os
 import pty
 import re
+import shutil
 import signal
 import socket
 import subprocess
@@ -12,7 +13,8 @@ import time
 import unittest
 
 import stand_in
-from device import RUN, processes_of, run, until
+from control import Control
+from device import BUILD, RUN, processes_of, run, stand_in_build, until
 from quiet_device import QuietDeviceTest
 from scenes import configuration
 
@@ -43,7 +45,7 @@ class UpAndDown(QuietDeviceTest):
         with self.device() as device:
             device.stop()
             noted = re.findall(r"info (\w+) (started|is down)", device.log("bringup"))
-            order = ["bus", "broker", "web", "engine", "analytics", "application"]
+            order = ["bus", "broker", "web", "video", "engine", "analytics", "application"]
             self.assertEqual(noted, [(name, "started") for name in order] + [(name, "is down") for name in order[::-1]])
 
     def test_ends_by_itself_after_the_time_counted_from_up(self):
@@ -218,6 +220,32 @@ class Services(QuietDeviceTest):
             device.enter("service", "stop", "nothing", status=2)
             device.enter("service", "burn", "bus", status=2)
 
+    def test_the_application_is_started_when_the_video_service_is_ready(self):
+        build = stand_in_build(self.folder, "")
+        shutil.copy(os.path.join(BUILD, "bin", "tarnwatch"), os.path.join(build, "bin"))
+        # A service that is slow to come, each time.
+        os.rename(os.path.join(build, "bin", "video"), os.path.join(build, "lib", "video"))
+        with open(os.path.join(build, "bin", "video"), "w", encoding="utf-8") as file:
+            file.write('#!/bin/sh\nsleep 1\nexec /run/device/lib/video "$@"\n')
+            os.fchmod(file.fileno(), 0o755)
+        with self.device(build=build) as device, Control(device) as control:
+            overlay = lambda: control.data("getConfigurationCapabilities")["alarmOverlay"]["isSupported"]  # noqa: E731
+            self.assertTrue(overlay())
+            pids = [str(device.service_pid(name)) for name in ("video", "application")]
+            device.enter("kill", "-KILL", *pids)
+            until(lambda: device.service_pid("application") != int(pids[1]), "it is started again")
+            control.until_answers()
+            self.assertTrue(overlay())
+
+    def test_the_application_is_started_without_a_video_service_that_is_held_down(self):
+        with self.device() as device, Control(device) as control:
+            device.service("stop", "video")
+            device.service("stop", "application")
+            device.service("start", "application")
+            control.until_answers()
+            self.assertEqual(control.data("getConfigurationCapabilities")["alarmOverlay"], {"isSupported": False})
+            self.assertNotIn("started without", device.log("bringup"))
+
     def test_can_be_told_from_inside(self):
         with self.device() as device:
             self.assertRegex(device.enter("sh", "-c", "service stop web; service status | grep web"), r"web +down")
@@ -226,7 +254,7 @@ class Services(QuietDeviceTest):
 class Death(QuietDeviceTest):
     def test_each_process_comes_back_when_it_is_killed(self):
         with self.device() as device:
-            for name in ("bus", "broker", "web", "engine", "analytics", "application"):
+            for name in ("bus", "broker", "web", "video", "engine", "analytics", "application"):
                 with self.subTest(name):
                     before = device.service_pid(name)
                     device.kill(name)

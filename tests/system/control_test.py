@@ -204,7 +204,8 @@ class Capabilities(ControlTest):
             ],
             "profiles": {"minNbrProfilesPerCamera": 0, "maxNbrProfilesPerCamera": profiles,
                          "minLengthName": 1, "maxLengthName": 64},
-            "alarmOverlay": {"isSupported": False},
+            "alarmOverlay": {"isSupported": True, "maxNbrActiveCameras": 1,
+                             "cameras": [{"id": 1, "availableResolutions": ["1280x720"]}]},
             "motionLevel": {"isSupported": True},
         } | more  # fmt: skip
 
@@ -230,7 +231,7 @@ class Capabilities(ControlTest):
         self.hold_limit(self.hold(10, *PTZ, presets={"maxNbrPresetsPerProfile": 1, "defaultPreset": -2}), 10)
 
     def test_of_several_cameras(self):
-        self.hold_limit(self.hold(3, "--scenes", self.scenes(name="b.jsonl")), 3, 2)
+        self.hold_limit(self.hold(3, "--scenes", self.scenes(name="b.jsonl"), alarmOverlay={"isSupported": False}), 3, 2)
 
 
 class Reconfiguration(ControlTest):

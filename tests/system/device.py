@@ -296,7 +296,7 @@ def stand_in_build(folder, application):
     binaries = os.path.join(folder, "build", "bin")
     os.makedirs(binaries)
     shutil.copytree(os.path.join(BUILD, "lib"), os.path.join(folder, "build", "lib"), symlinks=True)
-    for name in ("plinth", "plinth-reader", "analytics", "rules", "overlay"):
+    for name in ("plinth", "plinth-reader", "video", "analytics", "rules", "overlay"):
         shutil.copy(os.path.join(BUILD, "bin", name), binaries)
     path = os.path.join(binaries, "tarnwatch")
     with open(path, "w", encoding="utf-8") as file:
