@@ -140,12 +140,15 @@ protected:
     }
 
     /// Of all overlays that were made.
-    std::vector<std::string> sizes() const {
+    std::vector<std::string> sizes() const { return properties("Size"); }
+    std::vector<std::string> streams() const { return properties("Stream"); }
+    std::vector<std::string> properties(const std::string& name) const {
+        const std::string key = "'" + name + "': '";
         std::vector<std::string> found;
         for (const std::string& call : device.calls()) {
-            const std::size_t place = call.find("'Size': '");
+            const std::size_t place = call.find(key);
             if (place != std::string::npos) {
-                const std::size_t begin = place + 9;
+                const std::size_t begin = place + key.size();
                 found.push_back(call.substr(begin, call.find('\'', begin) - begin));
             }
         }
@@ -369,6 +372,19 @@ TEST_F(AlarmOverlayHandlerTest, DrawsInTheSamePlaceBelowAText) {
     EXPECT_EQ(shown(2, 32), below(objectImage(), 16));
     showPolygon();
     EXPECT_EQ(shown(2, 32), below(polygonImage(), 16));
+}
+
+TEST_F(AlarmOverlayHandlerTest, RebuildsTheOverlaysOfTheSameStreamsInOrder) {
+    for (const int stream : {5, 3, 4}) {
+        addStream(stream);
+    }
+    addText(9, 10);
+    device.forgetCalls();
+    for (int i = 0; i < 5; ++i) {
+        showNothing();
+    }
+    EXPECT_THAT(streams(), ElementsAre("5", "3", "4"));
+    EXPECT_EQ(count("RemoveOverlay"), 3);
 }
 
 TEST_F(AlarmOverlayHandlerTest, DrawsAnImageOfTheNewSizeWhenATextIsGone) {
