@@ -194,6 +194,18 @@ TEST_F(HeldChannel, IsClosedWithTheHandler) {
     EXPECT_TRUE(waitFor([&] { return recv(ends[0], &byte, 1, MSG_DONTWAIT) == 0; }));
 }
 
+TEST_F(HeldChannel, IsClosedWhenAnotherTakesItsPlace) {
+    CommandChannelHandler handler;
+    std::array<int, 2> others{};
+    socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, others.data());
+    device.handOut("GetCommandChannel", others[1]);
+    handler.createCommandChannel();
+    char byte = 0;
+    EXPECT_TRUE(waitFor([&] { return recv(ends[0], &byte, 1, MSG_DONTWAIT) == 0; }));
+    EXPECT_EQ(recv(others[0], &byte, 1, MSG_DONTWAIT), -1);
+    close(others[0]);
+}
+
 TEST_F(CommandChannel, TakesThePlaceOfTheOneBefore) {
     CommandChannelHandler handler;
     device.answerRequests([](const std::string&) { return std::string(); });
