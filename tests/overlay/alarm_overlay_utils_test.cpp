@@ -164,6 +164,38 @@ TEST_F(AlarmOverlayUtils, MakesNoOverlayOfASizeThatIsNone) {
                 ElementsAre(SyslogCapture::Line{LOG_INFO, "Failed to parse large\n"}, kNoOverlay));
 }
 
+TEST_F(AlarmOverlayUtils, MakesNothingOfNumbersThatDoNotFit) {
+    EXPECT_EQ(createOverlay(with(kOverlay, "Size", "'640x2147483648'")), nullptr);
+    EXPECT_EQ(createStream(with(kStream, "Resolution", "'99999999999x1080'")), nullptr);
+    EXPECT_EQ(createStream(with(kStream, "Stream", "'4294967308'")), nullptr);
+    EXPECT_EQ(createStream(with(kStream, "Camera", "int64 1")), nullptr);
+}
+
+TEST_F(AlarmOverlayUtils, TakesNoRoomAtPositionsOutsideThePicture) {
+    const std::string endless(400, '9');
+    for (const std::string position :
+         {"nan,nan", "inf,0", "0,-inf", "0,1e0", "1x2x3", "0.5,1.5", "0,0,0", "0", ",", "x"}) {
+        log.clear();
+        const auto overlay = createOverlay(with(kOverlay, "Position", "'" + position + "'"));
+        ASSERT_NE(overlay, nullptr) << position;
+        EXPECT_EQ(overlay->getTop({1920, 1080, 0, false}), 0) << position;
+        EXPECT_EQ(overlay->getBottom({1920, 1080, 0, false}), 0) << position;
+        EXPECT_EQ(log.lines().size(), 1U) << position;
+    }
+    EXPECT_FALSE(
+        createOverlay(with(kOverlay, "Position", "'0," + endless + "'"))->isCustomPosition);
+    EXPECT_FALSE(
+        createOverlay(with(kOverlay, "Position", "'0,-" + endless + "'"))->isCustomPosition);
+}
+
+TEST_F(AlarmOverlayUtils, TakesNoRoomAtAnEmptyPosition) {
+    const auto overlay = createOverlay(with(kOverlay, "Position", "''"));
+    ASSERT_NE(overlay, nullptr);
+    EXPECT_EQ(overlay->getTop({1920, 1080, 0, false}), 0);
+    EXPECT_EQ(overlay->getBottom({1920, 1080, 0, false}), 0);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
 TEST_F(AlarmOverlayUtils, MakesAnOverlayThatTakesNoRoomOfAPositionThatIsNone) {
     const auto overlay = createOverlay(with(kOverlay, "Position", "'middle'"));
     ASSERT_NE(overlay, nullptr);

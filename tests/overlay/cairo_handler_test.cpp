@@ -391,6 +391,17 @@ TEST_F(CairoHandlerTest, LogsARotationThatItDoesNotKnow) {
     EXPECT_THAT(log.lines(), ElementsAre(line, line, line, line));
 }
 
+TEST_F(CairoHandlerTest, DoesNothingOnAnImageTooLargeForTheLibrary) {
+    const StreamSettings settings(70000, 48, 0, false);
+    CairoHandler handler(settings, {});
+    handler.drawObject({.x = 1, .y = 1, .width = 8, .height = 8});
+    handler.erasePolygon(Polygon(0, 2048, -2048, 2048), settings, {});
+    handler.clearSurface();
+    handler.flush();
+    EXPECT_EQ(handler.getData(), nullptr);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
 TEST_F(CairoHandlerTest, HasNoImageWithoutRoom) {
     const StreamSettings settings(64, 48, 0, false);
     for (const ExternalOverlayUnion& margins :

@@ -20,6 +20,8 @@ public:
     NamedCairoModule& operator=(const NamedCairoModule&) = delete;
 
     static std::string path() { return CAIRO_MODULE_FOLDER "/cairo_module.so"; }
+    /// The file of a library that keeps what is called.
+    static std::string recorderPath() { return CAIRO_MODULE_FOLDER "/cairo_recorder.so"; }
     /// The file of a library that lacks the n-th entry point, from 1 to 18.
     static std::string pathWithoutEntry(int n) {
         return CAIRO_MODULE_FOLDER "/cairo_module_without_" + std::to_string(n) + ".so";
