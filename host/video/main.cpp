@@ -13,6 +13,7 @@
 #include "video/user_overlay_files.h"
 #include "video/video_bus.h"
 #include "video/video_options.h"
+#include "video/video_server.h"
 
 namespace {
 
@@ -26,21 +27,32 @@ void loadUsers(const UserOverlayFiles& files, int cameras, OverlayStore& store) 
     store.skipIds(content.greatestId);
 }
 
-void runUntilSignal() {
-    g_autoptr(GMainLoop) loop = g_main_loop_new(nullptr, FALSE);
-    for (const int number : {SIGTERM, SIGINT}) {
-        g_unix_signal_add(
-            number,
-            [](gpointer data) -> gboolean {
-                g_main_loop_quit(static_cast<GMainLoop*>(data));
-                return G_SOURCE_CONTINUE;
-            },
-            loop);
+/// Runs until a signal asks for the end, from when it is made on.
+class SignalLoop {
+public:
+    SignalLoop() {
+        for (const int number : {SIGTERM, SIGINT}) {
+            g_unix_signal_add(
+                number,
+                [](gpointer data) -> gboolean {
+                    g_main_loop_quit(static_cast<GMainLoop*>(data));
+                    return G_SOURCE_CONTINUE;
+                },
+                loop);
+        }
     }
-    g_main_loop_run(loop);
-}
+    ~SignalLoop() { g_main_loop_unref(loop); }
+    SignalLoop(const SignalLoop&) = delete;
+    SignalLoop& operator=(const SignalLoop&) = delete;
+
+    void run() { g_main_loop_run(loop); }
+
+private:
+    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+};
 
 void run(const VideoOptions& options) {
+    SignalLoop loop;
     const int cameras = static_cast<int>(options.cameras.size());
     const StreamTable table(options.cameras);
     const UserOverlayFiles files(options.state + "/overlays");
@@ -48,9 +60,10 @@ void run(const VideoOptions& options) {
     FaultPlan faults;
     OverlayStore store;
     loadUsers(files, cameras, store);
+    const VideoServer server(options, table, store);
     // Last: whoever sees the names finds everything.
     const VideoBus bus(store, streams, files, faults, cameras);
-    runUntilSignal();
+    loop.run();
 }
 
 }  // namespace
