@@ -15,6 +15,7 @@
 #include "support/overlay_device.h"
 #include "support/syslog_capture.h"
 #include "support/temporary_folder.h"
+#include "support/wait_for.h"
 
 namespace {
 
@@ -38,7 +39,10 @@ protected:
     void expectFallback(const std::string& note) {
         log.clear();
         const std::string node = folder.write("cam0", "");
-        EXPECT_EQ(fileOf(CameraDevice::open(node.c_str())), fileOf(open(node.c_str(), O_RDONLY)));
+        const int opened = CameraDevice::open(node.c_str());
+        EXPECT_EQ(fcntl(opened, F_GETFL) & O_ACCMODE, O_RDWR);
+        EXPECT_EQ(fcntl(opened, F_GETFD), FD_CLOEXEC);
+        EXPECT_EQ(fileOf(opened), fileOf(open(node.c_str(), O_RDONLY)));
         EXPECT_THAT(log.lines(), ElementsAre(SyslogCapture::Line{LOG_INFO, kNote + note}));
     }
 
@@ -87,6 +91,17 @@ TEST_F(CameraDeviceTest, IsTheNodeWhenTheServiceHandsOutMemoryThatCanShrink) {
 TEST_F(CameraDeviceTest, IsTheNodeWhenTheServiceHandsOutAnotherKindOfFile) {
     device.handOut("OpenCameraDevice", socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     expectFallback("Failed to get CameraDevice file descriptor: Not a camera device\n");
+}
+
+TEST_F(CameraDeviceTest, ClosesWhatIsNoCameraDevice) {
+    std::array<int, 2> ends{};
+    socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data());
+    device.handOut("OpenCameraDevice", ends[1]);
+    expectFallback("Failed to get CameraDevice file descriptor: Not a camera device\n");
+    device.handOut("OpenCameraDevice", OverlayDevice::makeMemory(4096, F_SEAL_SHRINK));
+    char byte = 0;
+    EXPECT_TRUE(waitFor([&] { return recv(ends[0], &byte, 1, MSG_DONTWAIT) == 0; }));
+    close(ends[0]);
 }
 
 TEST_F(CameraDeviceTest, FailsWithoutServiceAndNode) {

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <fstream>
+#include <iterator>
 
 #include "support/failure_of.h"
 #include "support/syslog_capture.h"
@@ -40,6 +42,19 @@ TEST_F(MappedMemoryTest, IsSharedWithTheFileAtItsOffset) {
     EXPECT_EQ(pread(file, &byte, 1, kPage + 7), 1);
     EXPECT_EQ(byte, 'x');
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(MappedMemoryTest, IsUnmappedWhole) {
+    const auto isMapped = [] {
+        std::ifstream maps("/proc/self/maps");
+        const std::string all{std::istreambuf_iterator<char>(maps), {}};
+        return all.find("memfd:buffers") != std::string::npos;
+    };
+    {
+        const MappedMemory memory(kPage + 1, file, 0);
+        EXPECT_TRUE(isMapped());
+    }
+    EXPECT_FALSE(isMapped());
 }
 
 TEST_F(MappedMemoryTest, CanBeRead) {
