@@ -4,8 +4,6 @@
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -48,16 +46,6 @@ SceneRecord withoutLowConfident(const SceneRecord& scene) {
     return rest;
 }
 
-sockaddr_un addressOf(const std::string& path) {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) {
-        throw SourceError(path + ": is too long for a socket");
-    }
-    std::memcpy(address.sun_path, path.data(), path.size());
-    return address;
-}
-
 [[noreturn]] void failAt(const std::string& path) {
     throw SourceError(path + ": " + std::strerror(errno));
 }
@@ -66,39 +54,22 @@ sockaddr_un addressOf(const std::string& path) {
 
 SceneServer::SceneServer(const std::string& socketPath, int cameras, Opened opened,
                          Limits serverLimits)
-    : path(socketPath), onOpened(std::move(opened)), limits(serverLimits) {
+    : path(socketPath),
+      onOpened(std::move(opened)),
+      limits(serverLimits),
+      listener(socketPath, SOCK_STREAM) {
     for (int i = 0; i < cameras; ++i) {
         channels.push_back(std::make_unique<Channel>());
     }
-    listenAt();
     poller = FileDescriptor(epoll_create1(EPOLL_CLOEXEC));
     waker = FileDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    for (const int descriptor : {listener.get(), waker.get()}) {
+    for (const int descriptor : {listener.descriptor(), waker.get()}) {
         epoll_event event = {EPOLLIN, {.fd = descriptor}};
         if (epoll_ctl(poller.get(), EPOLL_CTL_ADD, descriptor, &event) != 0) {
             failAt(path);
         }
     }
     thread = std::thread(&SceneServer::serve, this);
-}
-
-// The socket listens before it takes its name: whoever can see it can connect.
-void SceneServer::listenAt() {
-    const std::string temporary = path + ".new";
-    const sockaddr_un address = addressOf(temporary);
-    listener = FileDescriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    unlink(temporary.c_str());
-    struct stat status = {};
-    if (!listener ||
-        bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(listener.get(), SOMAXCONN) != 0 || stat(temporary.c_str(), &status) != 0 ||
-        rename(temporary.c_str(), path.c_str()) != 0) {
-        const int error = errno;
-        unlink(temporary.c_str());
-        errno = error;
-        failAt(path);
-    }
-    inode = status.st_ino;
 }
 
 SceneServer::~SceneServer() {
@@ -108,10 +79,6 @@ SceneServer::~SceneServer() {
     }
     eventfd_write(waker.get(), 1);
     thread.join();
-    struct stat status = {};
-    if (stat(path.c_str(), &status) == 0 && status.st_ino == inode) {
-        unlink(path.c_str());
-    }
 }
 
 void SceneServer::publish(int camera, const SceneRecord& scene) {
@@ -176,7 +143,7 @@ void SceneServer::handleEvent(int descriptor, std::uint32_t events) {
         eventfd_read(waker.get(), &count);
         return;
     }
-    if (descriptor == listener.get()) {
+    if (descriptor == listener.descriptor()) {
         acceptClients();
         return;
     }
@@ -200,13 +167,12 @@ void SceneServer::handleEvent(int descriptor, std::uint32_t events) {
 
 void SceneServer::acceptClients() {
     for (;;) {
-        FileDescriptor socket(
-            accept4(listener.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        FileDescriptor socket = listener.accept();
         if (!socket) {
             if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
                 // Out of descriptors or memory: look again later instead of at once and for ever.
                 acceptAgain = std::chrono::steady_clock::now() + acceptRest;
-                epoll_ctl(poller.get(), EPOLL_CTL_DEL, listener.get(), nullptr);
+                epoll_ctl(poller.get(), EPOLL_CTL_DEL, listener.descriptor(), nullptr);
             }
             return;
         }
@@ -301,8 +267,8 @@ void SceneServer::watch(SceneClient& client) {
 
 void SceneServer::listenAgain() {
     acceptAgain = Time::max();
-    epoll_event event = {EPOLLIN, {.fd = listener.get()}};
-    epoll_ctl(poller.get(), EPOLL_CTL_ADD, listener.get(), &event);
+    epoll_event event = {EPOLLIN, {.fd = listener.descriptor()}};
+    epoll_ctl(poller.get(), EPOLL_CTL_ADD, listener.descriptor(), &event);
 }
 
 // Does what is due by now; milliseconds until something else is, -1 for never.

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "engine/file_descriptor.h"
+#include "engine/listening_socket.h"
 #include "engine/scene_record.h"
 
 class SceneClient;
@@ -63,7 +64,6 @@ private:
         std::atomic<std::uint32_t> propertySets{0};  // bit n: some client asked for the set n
     };
 
-    void listenAt();
     void serve();
     void handleEvent(int descriptor, std::uint32_t events);
     void acceptClients();
@@ -80,10 +80,9 @@ private:
     const Opened onOpened;
     const Limits limits;
     std::vector<std::unique_ptr<Channel>> channels;
-    FileDescriptor listener;
+    ListeningSocket listener;
     FileDescriptor poller;
-    FileDescriptor waker;  // readable: the inbox is not empty, or the server is to end
-    unsigned long inode = 0;
+    FileDescriptor waker;            // readable: the inbox is not empty, or the server is to end
     Time acceptAgain = Time::max();  // unless max, the listener rests until then
     std::unordered_map<int, std::unique_ptr<SceneClient>> clients;  // the server thread's
     bool fullTold = false;  // of clients turned away since the last one was taken
