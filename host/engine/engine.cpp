@@ -10,6 +10,8 @@
 #include "engine/camera_worker.h"
 #include "engine/engine_options.h"
 #include "engine/picture_dump.h"
+#include "engine/picture_feed.h"
+#include "engine/picture_listeners.h"
 #include "engine/scene_server.h"
 #include "engine/source_factory.h"
 
@@ -18,6 +20,15 @@ namespace {
 std::string aspectRatio(int width, int height) {
     const int divisor = std::gcd(width, height);
     return std::to_string(width / divisor) + ":" + std::to_string(height / divisor);
+}
+
+/// What is described of it, where that is certain: a live stream may be another one by now.
+std::optional<PictureShape> shapeOf(const Source& source) {
+    if (source.isLive()) {
+        return {};
+    }
+    const SourceDescription what = source.describe();
+    return PictureShape{what.width, what.height};
 }
 
 void waitForEnd() {
@@ -45,9 +56,9 @@ void Engine::serve() {
     std::vector<std::unique_ptr<CameraWorker>> workers;
     for (std::size_t i = 0; i < sources.size(); ++i) {
         const int camera = static_cast<int>(i) + 1;
-        workers.push_back(std::make_unique<CameraWorker>(camera, std::move(sources[i]),
-                                                         std::move(recorders[i]),
-                                                         makePictureListener(camera), clock));
+        auto pictures = makePictureListener(camera, *sources[i]);
+        workers.push_back(std::make_unique<CameraWorker>(
+            camera, std::move(sources[i]), std::move(recorders[i]), std::move(pictures), clock));
     }
     SceneServer server(options.socket, static_cast<int>(workers.size()), [&workers](int camera) {
         workers[static_cast<std::size_t>(camera) - 1]->open();
@@ -73,9 +84,16 @@ std::vector<std::optional<RecordingWriter>> Engine::makeRecorders() const {
     return recorders;
 }
 
-std::unique_ptr<PictureListener> Engine::makePictureListener(int camera) const {
-    return options.pictures.empty() ? nullptr
-                                    : std::make_unique<PictureDump>(options.pictures, camera);
+std::unique_ptr<PictureListener> Engine::makePictureListener(int camera,
+                                                             const Source& source) const {
+    auto listeners = std::make_unique<PictureListeners>();
+    if (!options.dump.empty()) {
+        listeners->add(std::make_unique<PictureDump>(options.dump, camera));
+    }
+    if (!options.pictures.empty()) {
+        listeners->add(std::make_unique<PictureFeed>(options.pictures, camera, shapeOf(source)));
+    }
+    return listeners;
 }
 
 std::string Engine::describe() const {

@@ -32,7 +32,7 @@ public:
 
 private:
     std::vector<std::optional<RecordingWriter>> makeRecorders() const;
-    std::unique_ptr<PictureListener> makePictureListener(int camera) const;
+    std::unique_ptr<PictureListener> makePictureListener(int camera, const Source& source) const;
 
     const EngineOptions& options;
     StopSignal stop;

@@ -42,6 +42,8 @@ private:
         } else if (option == "--loop" || option == "--once") {
             options.loop = option == "--loop";
         } else if (option == "--dump") {
+            options.dump = value(option);
+        } else if (option == "--pictures") {
             options.pictures = value(option);
         } else if (option == "--record") {
             record = value(option);

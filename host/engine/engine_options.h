@@ -25,7 +25,8 @@ struct EngineOptions {
     std::vector<SourceOption> sources;  ///< at least one
     std::optional<bool> loop;
     std::vector<FileOption> records;  ///< for the first cameras, no more than there are sources
-    std::string pictures;             ///< folder to keep pictures in; empty for none
+    std::string dump;                 ///< folder to keep pictures in; empty for none
+    std::string pictures;             ///< socket to deliver pictures to; empty for none
 
     /// Throws SourceError with one line that says what is wrong.
     static EngineOptions parse(const std::vector<std::string>& arguments);

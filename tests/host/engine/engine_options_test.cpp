@@ -48,9 +48,17 @@ TEST(EngineOptions, NumbersRecordingsFromTheSecondOn) {
 }
 
 TEST(EngineOptions, TakeAFolderForPictures) {
+    EXPECT_EQ(EngineOptions::parse({"--socket", "/s", "--video", "a"}).dump, "");
+    EXPECT_EQ(EngineOptions::parse({"--socket", "/s", "--video", "a", "--dump", "p"}).dump, "p");
+}
+
+TEST(EngineOptions, TakeASocketForPicturesBesideTheFolder) {
+    const EngineOptions options =
+        EngineOptions::parse({"--socket", "/s", "--video", "a", "--pictures", "/p", "--dump", "d"});
+    EXPECT_EQ(options.pictures, "/p");
+    EXPECT_EQ(options.dump, "d");
     EXPECT_EQ(EngineOptions::parse({"--socket", "/s", "--video", "a"}).pictures, "");
-    EXPECT_EQ(EngineOptions::parse({"--socket", "/s", "--video", "a", "--dump", "p"}).pictures,
-              "p");
+    EXPECT_EQ(refusal({"--video", "a", "--pictures"}), "--pictures: a value is missing");
 }
 
 TEST(EngineOptions, NeedNoSocketToCheckOrDescribe) {
