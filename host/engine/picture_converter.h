@@ -11,7 +11,7 @@ public:
     const AVFrame& convert(const AVFrame& picture, int width, int height);
 
 private:
-    /// What a scaler is made for.
+    /// What matters of a picture.
     struct Form {
         int width = 0;
         int height = 0;
@@ -24,9 +24,11 @@ private:
 
     static Form formOf(const AVFrame& picture);
     void prepare(const Form& from, const Form& to);
+    static AvFrame makeFrame(const Form& form);
+    static AvScaler makeScaler(const Form& from, const Form& to);
 
-    AvScaler scaler;  // null until it is needed
-    AvFrame converted;
-    Form source;  // of the scaler
+    AvFrame converted;  // null until it is needed
+    AvScaler scaler;    // null where none is needed
+    Form source;        // that the two are for
     Form target;
 };

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 
@@ -114,6 +115,65 @@ TEST_F(PictureConverterTest, KnowsTheColoursOfRgb) {
     EXPECT_EQ(colorOf({255, 255, 255}), (Color{235, 128, 128}));
     EXPECT_EQ(colorOf({255, 0, 0}), (Color{81, 90, 240}));
     EXPECT_EQ(colorOf({0, 0, 255}), (Color{41, 240, 110}));
+}
+
+// Red of BT.709 is to be the red of BT.601, and so on, as near as rounded values come.
+TEST_F(PictureConverterTest, KeepsTheColoursOfHighDefinition) {
+    const std::pair<Color, Color> pairs[] = {
+        {{16, 128, 128}, {16, 128, 128}},   {{235, 128, 128}, {235, 128, 128}},
+        {{126, 128, 128}, {126, 128, 128}}, {{63, 102, 240}, {82, 90, 240}},
+        {{173, 42, 26}, {145, 54, 34}},     {{32, 240, 118}, {41, 240, 110}},
+    };
+    for (const auto& [high, standard] : pairs) {
+        for (const int side : {64, 63, 1}) {  // odd ones end within a block
+            const AvFrame picture = uniform(side, side, high);
+            picture->colorspace = AVCOL_SPC_BT709;
+            EXPECT_TRUE(isUniform(convert(*picture), standard)) << int{high.y} << " " << side;
+        }
+    }
+}
+
+TEST_F(PictureConverterTest, KeepsTheColoursOfHighDefinitionWhenItScales) {
+    const AvFrame picture = uniform(64, 48, {63, 102, 240});
+    picture->colorspace = AVCOL_SPC_BT709;
+    const AVFrame& scaled = converter.convert(*picture, 32, 24);
+    EXPECT_NEAR(scaled.data[0][0], 81, 2);
+    EXPECT_NEAR(scaled.data[1][0], 90, 2);
+    EXPECT_NEAR(scaled.data[2][0], 240, 2);
+}
+
+TEST_F(PictureConverterTest, CutsOffColoursThatCannotBeShown) {
+    const AvFrame picture = uniform(16, 16, {255, 255, 255});
+    picture->colorspace = AVCOL_SPC_BT709;
+    EXPECT_TRUE(isUniform(convert(*picture), {255, 240, 244}));
+    const AvFrame dark = uniform(16, 16, {0, 0, 0});
+    dark->colorspace = AVCOL_SPC_BT709;
+    EXPECT_TRUE(isUniform(convert(*dark), {0, 15, 11}));
+}
+
+// Each colour belongs to its own block, also where pictures are odd.
+TEST_F(PictureConverterTest, RecoloursEveryBlockByItself) {
+    for (const auto& [width, height] : {std::pair(64, 48), std::pair(63, 47), std::pair(1, 1)}) {
+        const AvFrame picture = uniform(width, height, {});
+        PictureFrames::drawPattern(*picture, 5);
+        picture->colorspace = AVCOL_SPC_BT709;
+        const AVFrame& converted = convert(*picture);
+        const auto at = [](const AVFrame& frame, int plane, int x, int y) {
+            return int{frame.data[plane][y * frame.linesize[plane] + x]};
+        };
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                const int blue = at(*picture, 1, x / 2, y / 2) - 128;
+                const int red = at(*picture, 2, x / 2, y / 2) - 128;
+                const double luma = at(*picture, 0, x, y) + 0.099312 * blue + 0.191700 * red;
+                ASSERT_NEAR(at(converted, 0, x, y), std::clamp(luma, 0.0, 255.0), 0.51);
+                const double newBlue = 128 + 0.989854 * blue - 0.110653 * red;
+                ASSERT_NEAR(at(converted, 1, x / 2, y / 2), std::clamp(newBlue, 0.0, 255.0), 0.51);
+                const double newRed = 128 - 0.072453 * blue + 0.983398 * red;
+                ASSERT_NEAR(at(converted, 2, x / 2, y / 2), std::clamp(newRed, 0.0, 255.0), 0.51);
+            }
+        }
+    }
 }
 
 TEST_F(PictureConverterTest, StretchesToTheWantedSize) {
