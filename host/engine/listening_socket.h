@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "engine/file_descriptor.h"
 
@@ -21,6 +22,8 @@ public:
 
     /// To wait for; stays this object's.
     int descriptor() const { return socket.get(); }
+    /// Gives the descriptor away; the path stays this object's.
+    FileDescriptor release() { return std::move(socket); }
 
 private:
     const std::string path;

@@ -2,6 +2,7 @@
 
 #include <jansson.h>
 #include <libsoup/soup.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cstring>
@@ -93,7 +94,7 @@ VideoWeb::VideoWeb(const std::string& socketPath, const StreamTable& streams,
                    const std::string& configurationFile, Demand demand)
     : table(streams),
       tellDemand(std::move(demand)),
-      place(socketPath),
+      place(socketPath, SOCK_STREAM),
       context(g_main_context_new()),
       loop(g_main_loop_new(context.get(), FALSE)),
       chosen(streams, configurationFile) {

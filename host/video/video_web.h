@@ -11,9 +11,9 @@
 #include <string>
 #include <thread>
 
+#include "engine/listening_socket.h"
 #include "video/camera_composer.h"
 #include "video/chosen_streams.h"
-#include "video/listening_socket.h"
 #include "video/stream.h"
 #include "video/stream_painter.h"
 
