@@ -9,6 +9,7 @@
 #include "video/fault_plan.h"
 #include "video/listed_streams.h"
 #include "video/overlay_store.h"
+#include "video/picture_receiver.h"
 #include "video/stream_table.h"
 #include "video/user_overlay_files.h"
 #include "video/video_bus.h"
@@ -60,7 +61,8 @@ void run(const VideoOptions& options) {
     FaultPlan faults;
     OverlayStore store;
     loadUsers(files, cameras, store);
-    const VideoServer server(options, table, store);
+    VideoServer server(options, table, store);
+    const PictureReceiver pictures(options.pictures, cameras, server);
     // Last: whoever sees the names finds everything.
     const VideoBus bus(store, streams, files, faults, cameras);
     loop.run();
