@@ -29,16 +29,31 @@ std::shared_ptr<const Following> getFollowing() {
     return following;
 }
 
+template <typename Function>
+void logFailures(Function function) {
+    try {
+        function();
+    } catch (const std::runtime_error& failure) {
+        syslog(LOG_WARNING,
+               "Failed to get the current overlays, alarm overlay combined with dynamic overlays "
+               "may not work correctly: %s\n",
+               failure.what());
+    }
+}
+
 std::vector<ExternalOverlay> list() {
     std::vector<ExternalOverlay> overlays;
     const std::shared_ptr<const Following> current = getFollowing();
     g_autoptr(GVariant) reply = current->subscription.listOverlays();
     ObjectFollower::forEachObject(reply, [&](GVariant* properties) {
-        const std::unique_ptr<ExternalOverlay> overlay =
-            OverlaySubscription::createOverlay(properties, current->callback);
-        if (overlay != nullptr) {
-            overlays.push_back(*overlay);
-        }
+        // One that cannot be followed does not take the others along.
+        logFailures([&] {
+            const std::unique_ptr<ExternalOverlay> overlay =
+                OverlaySubscription::createOverlay(properties, current->callback);
+            if (overlay != nullptr) {
+                overlays.push_back(*overlay);
+            }
+        });
     });
     return overlays;
 }
@@ -70,13 +85,7 @@ void ListOverlays::deinitialize() {
 }
 
 std::vector<ExternalOverlay> ListOverlays::getCurrentOverlays() {
-    try {
-        return list();
-    } catch (const std::runtime_error& failure) {
-        syslog(LOG_WARNING,
-               "Failed to get the current overlays, alarm overlay combined with dynamic overlays "
-               "may not work correctly: %s\n",
-               failure.what());
-        return {};
-    }
+    std::vector<ExternalOverlay> overlays;
+    logFailures([&overlays] { overlays = list(); });
+    return overlays;
 }

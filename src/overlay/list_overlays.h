@@ -15,7 +15,7 @@ bool initialize(void (*messageCallback)(const AlarmOverlayMessage&));
 void deinitialize();
 
 /// The overlays there are, their changes followed. Empty, and a line in the log, when they cannot
-/// be had.
+/// be had; without those, a line each, whose changes cannot be followed.
 std::vector<ExternalOverlay> getCurrentOverlays();
 
 }  // namespace ListOverlays

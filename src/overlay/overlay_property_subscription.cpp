@@ -14,6 +14,7 @@
 namespace {
 
 constexpr const char* kOverlay = "com.orva.Overlay2.Overlay";
+
 /// The text of a property; empty when it is none.
 std::string textOf(GVariant* value) {
     const bool isText = g_variant_is_of_type(value, G_VARIANT_TYPE_STRING) != FALSE;
@@ -30,6 +31,12 @@ struct Change {
         return value != nullptr || g_strv_contains(invalid, name) != FALSE;
     }
 };
+
+/// A number below 0 is in no object's path.
+std::string pathOf(int overlayId) {
+    utils::throwIf(overlayId < 0, "No overlay has the id " + std::to_string(overlayId));
+    return "/com/orva/Overlay2/Overlay/" + std::to_string(overlayId);
+}
 
 std::string ask(GDBusProxy* proxy, const char* name) {
     const std::string failure = std::string("Failed to get the property ") + name;
@@ -82,10 +89,10 @@ private:
 };
 
 OverlayPropertySubscription::Connection::Connection(int overlayId, const Callback& callback)
-    : proxy(DBusUtils::createProxy(
-          "com.orva.Overlay2", "/com/orva/Overlay2/Overlay/" + std::to_string(overlayId),
-          "org.freedesktop.DBus.Properties", "Failed to create proxy for overlay properties",
-          G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES)),
+    : proxy(DBusUtils::createProxy("com.orva.Overlay2", pathOf(overlayId),
+                                   "org.freedesktop.DBus.Properties",
+                                   "Failed to create proxy for overlay properties",
+                                   G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES)),
       signalId(g_signal_connect_data(
           proxy, "g-signal", G_CALLBACK(onSignal), new Subscriber{overlayId, callback},
           [](gpointer subscriber, GClosure*) { delete static_cast<Subscriber*>(subscriber); },

@@ -18,7 +18,7 @@ public:
 
     /// Follows nothing.
     OverlayPropertySubscription() = default;
-    /// Throws std::runtime_error when the service cannot be reached.
+    /// Throws std::runtime_error when the service cannot be reached or can have no such overlay.
     OverlayPropertySubscription(int overlayId, const Callback& callback);
 
     /// Gives up this object's share; without one nothing happens.

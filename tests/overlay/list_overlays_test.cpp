@@ -124,6 +124,34 @@ TEST_F(ListOverlaysTest, ListTheOverlaysThereAreAndFollowThem) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
+TEST_F(ListOverlaysTest, LeaveOutAnOverlayThatCannotBeFollowed) {
+    setManagedObjects("{'/a/1': " + interfacesOf(-1) + ", '/a/2': {'x.y': {}}, '" + pathOf(8) +
+                      "': " + interfacesOf(8) + "}");
+    ASSERT_TRUE(ListOverlays::initialize(MessageRecord::take));
+    const std::vector<ExternalOverlay> overlays = ListOverlays::getCurrentOverlays();
+    ASSERT_EQ(overlays.size(), 1U);
+    EXPECT_EQ(overlays[0].overlayId, 8);
+    device->emit(kPath, kManager, "InterfacesAdded",
+                 parsed("(oa{sa{sv}})", "('/a/1', " + interfacesOf(-1) + ")"));
+    EXPECT_THAT(messagesUpToNow(), IsEmpty());
+    EXPECT_THAT(log.texts(),
+                ElementsAre(std::string(kNoList) + "No overlay has the id -1\n",
+                            "Could not create overlay area object, missing mandatory value\n",
+                            "Error when handling stream changes: No overlay has the id -1\n"));
+}
+
+TEST_F(ListOverlaysTest, LeaveOutAnOverlayThatCannotBeFollowedWhenAServiceComesBack) {
+    ASSERT_TRUE(ListOverlays::initialize(MessageRecord::take));
+    device.reset();
+    device.emplace(
+        bus, std::map<std::string, OverlayDevice::Reply>{
+                 {"GetManagedObjects", listing("{'/a/1': " + interfacesOf(-1) + ", '" + pathOf(8) +
+                                               "': " + interfacesOf(8) + "}")}});
+    EXPECT_TRUE(hasMessage("overlay 8 added"));
+    EXPECT_THAT(log.texts(), ElementsAre("Error when handling stream changes: No overlay has the "
+                                         "id -1\n"));
+}
+
 TEST_F(ListOverlaysTest, ListNoneWhenTheServiceFails) {
     ASSERT_TRUE(ListOverlays::initialize(MessageRecord::take));
     device->failAt(1);
