@@ -111,7 +111,7 @@ void CameraComposer::paint(const Round& round) {
 void CameraComposer::paint(const Round& round, const Watched& stream) {
     const auto begin = steady_clock::now();
     StreamPainter& painter =
-        painters.try_emplace(stream.stream.id, stream.stream, overlays).first->second;
+        painters.try_emplace(stream.stream.id, stream.stream, overlays, userOverlays).first->second;
     ComposedPicture picture =
         painter.paint(*round.picture, microseconds(round.time), stream.demand);
     take({stream.stream.id, begin, std::move(picture)});

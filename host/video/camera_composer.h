@@ -12,6 +12,7 @@
 #include "video/picture_queue.h"
 #include "video/stream.h"
 #include "video/stream_painter.h"
+#include "video/user_overlay_renderer.h"
 
 class OverlaySource;
 
@@ -62,6 +63,7 @@ private:
     const int number;
     const OverlaySource& overlays;
     const Taker take;
+    UserOverlayRenderer userOverlays;       // the thread's
     std::map<int, StreamPainter> painters;  // the thread's; by stream
     bool isFailing = false;                 // the thread's
 

@@ -16,6 +16,12 @@ GBytes* toBytes(std::string text) {
         kept.release());
 }
 
+/// Older clients know no pieces: the end of the connection ends the body.
+SoupEncoding encodingFor(SoupServerMessage* message) {
+    return soup_server_message_get_http_version(message) == SOUP_HTTP_1_0 ? SOUP_ENCODING_EOF
+                                                                          : SOUP_ENCODING_CHUNKED;
+}
+
 }  // namespace
 
 ReplyStream::ReplyStream(SoupServerMessage* request, const char* contentType, Listener reporter)
@@ -23,7 +29,7 @@ ReplyStream::ReplyStream(SoupServerMessage* request, const char* contentType, Li
     soup_server_message_set_status(message, SOUP_STATUS_OK, nullptr);
     SoupMessageHeaders* headers = soup_server_message_get_response_headers(message);
     soup_message_headers_replace(headers, "Content-Type", contentType);
-    soup_message_headers_set_encoding(headers, SOUP_ENCODING_CHUNKED);
+    soup_message_headers_set_encoding(headers, encodingFor(message));
     // What has been written is not kept.
     soup_message_body_set_accumulate(soup_server_message_get_response_body(message), FALSE);
     g_signal_connect(message, "wrote-chunk", G_CALLBACK(onWroteChunk), this);

@@ -1,18 +1,19 @@
 #include "video/stream_painter.h"
 
 #include "video/overlay_snapshot.h"
+#include "video/user_overlay_renderer.h"
 
-StreamPainter::StreamPainter(const Stream& target, const OverlaySource& source)
-    : stream(target), overlays(source), turner(target.width, target.height, target.rotation) {}
+StreamPainter::StreamPainter(const Stream& target, const OverlaySource& source,
+                             UserOverlayRenderer& renderer)
+    : stream(target),
+      overlays(source),
+      userOverlays(renderer),
+      turner(target.width, target.height, target.rotation) {}
 
 ComposedPicture StreamPainter::paint(const AVFrame& upright, std::int64_t time,
                                      const StreamDemand& demand) {
     AVFrame& picture = turner.turn(upright);
-    const OverlaySnapshot snapshot = overlays.getSnapshot(stream);
-    composer.setPalette(snapshot.palette);
-    for (const PaletteBand& band : snapshot.bands) {
-        composer.blend(band, picture);
-    }
+    layOver(picture);
     ComposedPicture result;
     if (demand.jpeg) {
         if (!jpegEncoder) {
@@ -22,6 +23,17 @@ ComposedPicture StreamPainter::paint(const AVFrame& upright, std::int64_t time,
     }
     encodeVideo(picture, time, demand, result);
     return result;
+}
+
+void StreamPainter::layOver(AVFrame& picture) {
+    const OverlaySnapshot snapshot = overlays.getSnapshot(stream);
+    composer.setPalette(snapshot.palette);
+    for (const PaletteBand& band : snapshot.bands) {
+        composer.blend(band, picture);
+    }
+    for (const auto& patch : userOverlays.render(stream, snapshot.users)) {
+        composer.blend(*patch, picture);
+    }
 }
 
 void StreamPainter::encodeVideo(const AVFrame& picture, std::int64_t time,

@@ -12,6 +12,7 @@
 #include "video/stream.h"
 
 class OverlaySource;
+class UserOverlayRenderer;
 
 /// What somebody wants of a stream's next picture.
 struct StreamDemand {
@@ -35,19 +36,21 @@ struct ComposedPicture {
 /// them and encodes them. Holds what that needs from one picture to the next. Used from one thread.
 class StreamPainter {
 public:
-    /// `source` is borrowed. Throws std::runtime_error without memory.
-    StreamPainter(const Stream& target, const OverlaySource& source);
+    /// `source` and `renderer` are borrowed. Throws std::runtime_error without memory.
+    StreamPainter(const Stream& target, const OverlaySource& source, UserOverlayRenderer& renderer);
 
     /// `time`, in microseconds, is the picture's in the video. Throws std::runtime_error when it
     /// cannot be made.
     ComposedPicture paint(const AVFrame& upright, std::int64_t time, const StreamDemand& demand);
 
 private:
+    void layOver(AVFrame& picture);
     void encodeVideo(const AVFrame& picture, std::int64_t time, const StreamDemand& demand,
                      ComposedPicture& result);
 
     const Stream stream;
     const OverlaySource& overlays;
+    UserOverlayRenderer& userOverlays;
     PictureTurner turner;
     Composer composer;
     std::unique_ptr<JpegEncoder> jpegEncoder;       // null before it is needed

@@ -32,6 +32,7 @@ VideoServer::VideoServer(const VideoOptions& options, const StreamTable& streams
           [this](const Stream& stream, const StreamDemand& demand) {
               composers.at(static_cast<std::size_t>(stream.camera - 1))->setDemand(stream, demand);
           }) {
+    av_log_set_level(AV_LOG_QUIET);  // what fails is told by those who use libav
     int number = 0;
     for (const VideoOptions::Camera& camera : options.cameras) {
         composers.push_back(std::make_unique<CameraComposer>(

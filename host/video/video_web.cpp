@@ -106,14 +106,7 @@ VideoWeb::VideoWeb(const std::string& socketPath, const StreamTable& streams,
 
 VideoWeb::~VideoWeb() {
     stop();
-    const DefaultContext own(context.get());
-    viewers.clear();
-    monitor.reset();
-    soup_server_disconnect(server.get());
-    server.reset();
-    // What libsoup closes, it closes in the loop.
-    while (g_main_context_iteration(context.get(), FALSE) == TRUE) {
-    }
+    end();
 }
 
 void VideoWeb::listen() {
@@ -165,6 +158,23 @@ void VideoWeb::start() {
 void VideoWeb::run() {
     const DefaultContext own(context.get());
     g_main_loop_run(loop.get());
+    end();
+}
+
+// Once more after a start, when nothing is left to do.
+void VideoWeb::end() {
+    const DefaultContext own(context.get());
+    isEnding = true;
+    viewers.clear();
+    tending.reset();
+    monitor.reset();
+    if (server) {
+        soup_server_disconnect(server.get());
+        server.reset();
+    }
+    // What libsoup closes, it closes in the loop.
+    while (g_main_context_iteration(context.get(), FALSE) == TRUE) {
+    }
 }
 
 // As a source of the loop: quitting a loop that does not run yet has no effect.
@@ -198,7 +208,9 @@ void VideoWeb::show(CameraComposer::Result result) {
         delivery,
         [](gpointer data) -> gboolean {
             const auto& [web, picture] = *static_cast<const Delivery*>(data);
-            web.deliver(picture);
+            if (!web.isEnding) {
+                web.deliver(picture);
+            }
             return G_SOURCE_REMOVE;
         },
         new Delivery{*this, std::move(result)},
@@ -241,7 +253,7 @@ void VideoWeb::answer(SoupServerMessage* message, const std::string& path, GHash
 
 void VideoWeb::admit(SoupServerMessage* message, const VideoRequest& request,
                      const Stream& stream) {
-    if (viewers.size() >= mostViewers) {
+    if (isEnding || viewers.size() >= mostViewers) {
         soup_message_headers_replace(soup_server_message_get_response_headers(message),
                                      "Retry-After", "1");
         throw WebError(SOUP_STATUS_SERVICE_UNAVAILABLE, "too many are watching");

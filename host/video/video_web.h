@@ -46,7 +46,7 @@ public:
     VideoWeb& operator=(const VideoWeb&) = delete;
 
     void start();
-    /// Ends the thread; no demand is told any more.
+    /// Cuts off all viewers and ends the thread; no demand is told any more.
     void stop();
 
     /// The next picture of a stream. Any thread.
@@ -67,6 +67,7 @@ private:
     void watchConfiguration(const std::string& file);
     void tendViewersEachSecond();
     void run();
+    void end();
     // On the thread:
     static void onRequestBegun(SoupServer*, SoupServerMessage* message, const char*, GHashTable*,
                                gpointer);
@@ -92,5 +93,6 @@ private:
     Owned<GSource> tending;
     std::list<std::unique_ptr<Viewer>> viewers;  // the thread's
     std::map<int, StreamDemand> demands;         // the thread's; told, by stream
+    bool isEnding = false;                       // the thread's: nobody is served any more
     std::thread thread;
 };
