@@ -23,14 +23,8 @@ protected:
 
     std::vector<std::int64_t> takeTimes(std::size_t count) {
         std::vector<std::int64_t> times;
-        while (times.size() < count) {
-            auto pictures = sink.take(1);
-            if (pictures.empty()) {
-                break;
-            }
-            for (const auto& entry : pictures) {
-                times.push_back(entry.time);
-            }
+        for (const auto& entry : sink.take(count)) {
+            times.push_back(entry.time);
         }
         return times;
     }
@@ -95,14 +89,9 @@ TEST_F(PictureRoad, CarriesCamerasSideBySide) {
         first.onPicture({picture.get(), i});
         second.onPicture({picture.get(), i + 100});
         int cameras = 0;
-        for (std::size_t got = 0; got < 2;) {
-            const auto taken = sink.take(1);
-            ASSERT_FALSE(taken.empty());
-            got += taken.size();
-            for (const auto& entry : taken) {
-                cameras |= entry.camera;
-                EXPECT_EQ(entry.time, entry.camera == 1 ? i : i + 100);
-            }
+        for (const auto& entry : sink.take(2)) {
+            cameras |= entry.camera;
+            EXPECT_EQ(entry.time, entry.camera == 1 ? i : i + 100);
         }
         EXPECT_EQ(cameras, 3);
     }
