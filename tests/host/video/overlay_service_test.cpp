@@ -47,8 +47,10 @@ protected:
                                    "--method", method.c_str(), argument.c_str(), nullptr};
         g_autofree char* output = nullptr;
         g_autofree char* errors = nullptr;
-        g_spawn_sync(nullptr, const_cast<char**>(arguments), nullptr, G_SPAWN_SEARCH_PATH, nullptr,
-                     nullptr, &output, &errors, nullptr, nullptr);
+        // Without libraries that are only for this process.
+        g_auto(GStrv) environment = g_environ_unsetenv(g_get_environ(), "LD_LIBRARY_PATH");
+        g_spawn_sync(nullptr, const_cast<char**>(arguments), environment, G_SPAWN_SEARCH_PATH,
+                     nullptr, nullptr, &output, &errors, nullptr, nullptr);
         return std::string(output) + errors;
     }
     std::string busPath() const {

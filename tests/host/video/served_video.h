@@ -27,8 +27,8 @@ protected:
     static constexpr const char* kManager = "org.freedesktop.DBus.ObjectManager";
 
     ServedVideo() {
-        start();
         client.emplace(*bus);
+        start();
         EXPECT_TRUE(areNamesThereInTime());
     }
     ~ServedVideo() override {
