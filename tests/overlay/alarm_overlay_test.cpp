@@ -616,6 +616,25 @@ TEST_F(AlarmOverlayTest, StaysOffWhenTheFrameInProgressFailsWhileItIsDisabled) {
     EXPECT_THAT(services.calls(), IsEmpty());
 }
 
+TEST_F(AlarmOverlayTest, KeepsItsNewHandlerWhenAFrameOfTheOldOneFails) {
+    run();
+    std::thread switching;
+    services.answerRequests([&](const std::string&) {
+        switching = std::thread([] {
+            g_autoptr(GRecMutexLocker) locker = g_rec_mutex_locker_new(AlarmOverlay::getLock());
+            AlarmOverlay::disable();
+            AlarmOverlay::enableIfSupported();
+        });
+        EXPECT_TRUE(isLockHeldInTime());
+        return std::string("error") + '\0';
+    });
+    showObject();
+    switching.join();
+    services.answerRequests({});
+    configure();
+    EXPECT_TRUE(isObjectShown());
+}
+
 TEST_F(AlarmOverlayTest, KeepsAMessageWaitingForTheFrameInProgress) {
     run({3, 4});
     services.forgetCalls();
