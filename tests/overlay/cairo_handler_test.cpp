@@ -12,6 +12,7 @@
 #include "overlay/cairo.h"
 #include "overlay/cairo_bounding_box_container.h"
 #include "overlay/external_overlay_union.h"
+#include "support/resident_cairo.h"
 #include "support/syslog_capture.h"
 
 namespace {

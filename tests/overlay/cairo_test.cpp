@@ -6,6 +6,7 @@
 #include <array>
 
 #include "support/cairo_module/named_cairo_module.h"
+#include "support/resident_cairo.h"
 #include "support/syslog_capture.h"
 
 namespace {

@@ -14,8 +14,9 @@ extern "C" const char* __tsan_default_suppressions() {
     // g_io_error_quark() keeps its number in a static without a lock; threads that ask for it first
     // at the same time write the same.
     //
-    // call_appeared_handler() looks without a lock whether a watched name has just been given up.
-    // Who is called all the same sees by a flag of his own that it is over.
+    // call_appeared_handler() and call_vanished_handler() look without a lock whether a watched
+    // name has just been given up. Who is called all the same sees by a flag of his own that it is
+    // over.
     //
     // get_tmp_file() counts its calls without an atomic operation when two threads write files at
     // once. The count only seeds the name; a name that is taken is not opened, and another is
@@ -24,5 +25,6 @@ extern "C" const char* __tsan_default_suppressions() {
            "race:^cancellable_source_cancelled$\n"
            "race:^g_io_error_quark$\n"
            "race:^call_appeared_handler$\n"
+           "race:^call_vanished_handler$\n"
            "race:^get_tmp_file$\n";
 }

@@ -17,6 +17,7 @@
 #include "overlay/overlay_services.h"
 #include "support/main_loop_thread.h"
 #include "support/overlay_device.h"
+#include "support/resident_cairo.h"
 #include "support/syslog_capture.h"
 #include "support/wrapped_device.h"
 #include "tracking/tracking_object.h"
