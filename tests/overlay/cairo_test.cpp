@@ -1,5 +1,6 @@
 #include "overlay/cairo.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -38,6 +39,14 @@ SyslogCapture::Line unusable(const std::string& name) {
     return {LOG_ERR, "Can not use " + name + "\n"};
 }
 
+bool isLoaded(const std::string& file) {
+    void* module = dlopen(file.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (module != nullptr) {
+        dlclose(module);
+    }
+    return module != nullptr;
+}
+
 TEST(CairoModule, IsTheRunTimeLibrary) {
     EXPECT_STREQ(Cairo::moduleName, "libcairo.so.2");
 }
@@ -49,8 +58,10 @@ TEST(CairoModule, IsOpenFromInitializeToDeinitialize) {
     EXPECT_TRUE(Cairo::initialize());
     EXPECT_TRUE(Cairo::isModuleOpen());
     EXPECT_TRUE(Cairo::initialize());
+    EXPECT_TRUE(isLoaded(NamedCairoModule::path()));
     Cairo::deinitialize();
     EXPECT_FALSE(Cairo::isModuleOpen());
+    EXPECT_FALSE(isLoaded(NamedCairoModule::path()));
     Cairo::deinitialize();
     EXPECT_THAT(log.lines(), IsEmpty());
 }
@@ -71,6 +82,7 @@ TEST(CairoModule, IsOffWithOneLineWithoutAnyOfItsEntryPoints) {
         const SyslogCapture log;
         EXPECT_FALSE(Cairo::initialize());
         EXPECT_FALSE(Cairo::isModuleOpen());
+        EXPECT_FALSE(isLoaded(NamedCairoModule::pathWithoutEntry(n)));
         const std::string symbol = kEntryPoints.at(static_cast<std::size_t>(n - 1));
         EXPECT_THAT(log.lines(),
                     ElementsAre(SyslogCapture::Line{

@@ -168,6 +168,11 @@ TEST_F(ExternalOverlayTest, ReachesFromTheTopToItsLowerEdge) {
     EXPECT_THAT(marginsOf(makeTextAt("0,-1", 40)), ElementsAre(40, 0));
 }
 
+TEST_F(ExternalOverlayTest, FindsItsUpperEdgeInDoublePrecision) {
+    // 0.4 as a float lies just above: not quite 324 lines.
+    EXPECT_THAT(marginsOf(makeTextAt("0,-0.4", 40)), ElementsAre(323 + 40, 0));
+}
+
 TEST_F(ExternalOverlayTest, ReachesFromTheBottomToItsUpperEdge) {
     EXPECT_THAT(marginsOf(makeTextAt("0,0.5", 40)), ElementsAre(0, 270));
     // 0.9 as a float lies just below: 1025 lines, and a lower edge at 1065.
