@@ -46,12 +46,13 @@ AvCodec openEncoder(int width, int height) {
     encoder->color_trc = AVCOL_TRC_SMPTE170M;
     encoder->color_range = AVCOL_RANGE_MPEG;
     encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    encoder->log_level_offset = AV_LOG_TRACE;  // it would tell its settings at each start
     Dictionary options;
     options.set("preset", "veryfast");
     options.set("tune", "zerolatency");
     options.set("crf", "23");
     options.set("forced-idr", "1");
-    options.set("x264-params", "scenecut=0:log=0");
+    options.set("x264-params", "scenecut=0");
     check(avcodec_open2(encoder.get(), codec, &options.entries));
     return encoder;
 }

@@ -31,7 +31,7 @@ constexpr const char* fontFamily = "DejaVu Sans";
 constexpr double fontPart = 0.9;
 constexpr double sidePart = 0.25;
 constexpr double backgroundAlpha = 0.5;
-constexpr unsigned mostImagePixels = 16'000'000;
+constexpr unsigned mostImagePixels = 4096 * 4096;
 
 void check(cairo_status_t status) {
     if (status != CAIRO_STATUS_SUCCESS) {

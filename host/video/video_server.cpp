@@ -27,8 +27,8 @@ AvFrame makeGrey(const VideoOptions::Camera& camera) {
 }  // namespace
 
 VideoServer::VideoServer(const VideoOptions& options, const StreamTable& streams,
-                         const OverlaySource& overlays)
-    : web(options.web, streams, options.configuration,
+                         const OverlaySource& overlays, VideoWeb::Limits limits)
+    : web(options.web, streams, options.configuration, limits,
           [this](const Stream& stream, const StreamDemand& demand) {
               composers.at(static_cast<std::size_t>(stream.camera - 1))->setDemand(stream, demand);
           }) {

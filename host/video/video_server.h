@@ -23,7 +23,10 @@ public:
     /// Accepts connections when it returns. `streams` and `overlays` are borrowed. Throws
     /// std::runtime_error when the socket cannot be made.
     VideoServer(const VideoOptions& options, const StreamTable& streams,
-                const OverlaySource& overlays);
+                const OverlaySource& overlays, VideoWeb::Limits limits);
+    VideoServer(const VideoOptions& options, const StreamTable& streams,
+                const OverlaySource& overlays)
+        : VideoServer(options, streams, overlays, VideoWeb::Limits()) {}
     /// Cuts off all viewers.
     ~VideoServer() override;
     VideoServer(const VideoServer&) = delete;

@@ -91,8 +91,9 @@ void VideoWeb::Unref::operator()(GSource* source) const {
 }
 
 VideoWeb::VideoWeb(const std::string& socketPath, const StreamTable& streams,
-                   const std::string& configurationFile, Demand demand)
+                   const std::string& configurationFile, Limits mostAllowed, Demand demand)
     : table(streams),
+      limits(mostAllowed),
       tellDemand(std::move(demand)),
       place(socketPath, SOCK_STREAM),
       context(g_main_context_new()),
@@ -253,7 +254,7 @@ void VideoWeb::answer(SoupServerMessage* message, const std::string& path, GHash
 
 void VideoWeb::admit(SoupServerMessage* message, const VideoRequest& request,
                      const Stream& stream) {
-    if (isEnding || viewers.size() >= mostViewers) {
+    if (isEnding || viewers.size() >= limits.viewers) {
         soup_message_headers_replace(soup_server_message_get_response_headers(message),
                                      "Retry-After", "1");
         throw WebError(SOUP_STATUS_SERVICE_UNAVAILABLE, "too many are watching");
@@ -294,7 +295,7 @@ void VideoWeb::deliver(const CameraComposer::Result& result) {
 }
 
 void VideoWeb::cutOffStuckViewers() {
-    const auto longAgo = std::chrono::steady_clock::now() - patience;
+    const auto longAgo = std::chrono::steady_clock::now() - limits.patience;
     for (const auto& viewer : viewers) {
         if (viewer->isStuckSince(longAgo)) {
             viewer->cut();

@@ -27,12 +27,14 @@ typedef struct _SoupServerMessage SoupServerMessage;
 /// the configuration document by which the streams are chosen that are shown.
 ///
 /// One thread of its own does all of it and waits for no client. Pictures come in by show() and
-/// pass to that thread. A viewer who is slow misses pictures; one who takes nothing for 10 s is cut
+/// pass to that thread. A viewer who is slow misses pictures; one who takes nothing for long is cut
 /// off; so are all at the end.
 class VideoWeb {
 public:
-    static constexpr std::size_t mostViewers = 32;
-    static constexpr std::chrono::seconds patience{10};
+    struct Limits {
+        std::size_t viewers = 32;
+        std::chrono::milliseconds patience{10'000};  ///< with one who takes nothing
+    };
 
     /// Told what is wanted of a stream, on this object's thread, whenever that changes.
     using Demand = std::function<void(const Stream& stream, const StreamDemand& demand)>;
@@ -40,7 +42,7 @@ public:
     /// Clients can connect from now on; they are answered after start(). `streams` is borrowed.
     /// Throws std::runtime_error when the socket cannot be made.
     VideoWeb(const std::string& socketPath, const StreamTable& streams,
-             const std::string& configurationFile, Demand demand);
+             const std::string& configurationFile, Limits mostAllowed, Demand demand);
     ~VideoWeb();
     VideoWeb(const VideoWeb&) = delete;
     VideoWeb& operator=(const VideoWeb&) = delete;
@@ -83,6 +85,7 @@ private:
     void updateDemands();
 
     const StreamTable& table;
+    const Limits limits;
     const Demand tellDemand;
     ListeningSocket place;
     const Owned<GMainContext> context;

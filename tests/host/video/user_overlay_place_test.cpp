@@ -46,14 +46,14 @@ TEST(UserOverlayPlace, PutsOthersWithTheirUpperLeftCornerAtThePlace) {
     EXPECT_EQ(corner("-1,-1"), "0,0");
     EXPECT_EQ(corner("0,0"), "640,360");
     EXPECT_EQ(corner("1,1"), "1280,720");
-    EXPECT_EQ(corner("0.5x-0.25"), "960,270");
-    EXPECT_EQ(corner("-.999,+0.999"), "0,719");  // cut off, not rounded
+    EXPECT_EQ(corner("0.5,-0.25"), "960,270");
+    EXPECT_EQ(corner("-.999,0.999"), "0,719");  // cut off, not rounded
 }
 
 TEST(UserOverlayPlace, KnowsNoOtherPositions) {
     for (const std::string position :
          {"", "left", "middle", "topp", "topleftright", "bottomtop", "1,", ",1", "x", "1.1,0",
-          "0,-1.1", "a,b", "0,0,0", "nan,0", "1e0,0", "0x1p0,0"}) {
+          "0,-1.1", "a,b", "0,0,0", "nan,0", "0x0", "1e0,0", "0x1p0,0"}) {
         EXPECT_EQ(corner(position), "none") << position;
     }
 }
@@ -64,7 +64,7 @@ TEST(UserOverlayPlace, TakesSizesOnAGridOf1080Lines) {
     EXPECT_EQ(toPixels(40, overlayAt("top"), onItsSide), 47);  // 47.4
     EXPECT_EQ(toPixels(40, overlayAt("0,0"), onItsSide), 26);  // 1920 lines
     EXPECT_EQ(toPixels(40, overlayAt("0,0"), {3, 1, 1280, 720, 180}), 26);
-    EXPECT_EQ(toPixels(40, overlayAt("0x0"), {4, 1, 1280, 720, 270}), 26);
+    EXPECT_EQ(toPixels(40, overlayAt("0,0"), {4, 1, 1280, 720, 270}), 26);
 }
 
 TEST(UserOverlayPlace, TakesSizesInPixelsWhereTheyAreNotScalable) {
