@@ -99,7 +99,7 @@ void PictureConnection::show(const void* packet, std::size_t size, PictureSink& 
     copyTo(frame, *picture);
     release(picture->slot);
     sink.onPicture(hello->camera, frame, picture->time);
-    av_frame_unref(&frame);
+    av_frame_unref(&frame);  // now, not with the next picture: one frame less is in use
 }
 
 void PictureConnection::copyTo(AVFrame& frame, const PictureLink::Picture& picture) const {

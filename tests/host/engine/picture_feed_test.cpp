@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 
@@ -123,6 +124,22 @@ TEST_F(PictureFeedTest, LeavesPicturesOutWhileNoSlotIsFree) {
     EXPECT_EQ(packet.time, 7 * ms);
     show(8 * ms);
     EXPECT_TRUE(peer.isSilent());
+}
+
+TEST_F(PictureFeedTest, LeavesPicturesAloneThatTheServiceHas) {
+    startService();
+    for (std::uint8_t luma = 0; luma < 4; ++luma) {
+        picture = uniform(64, 48, {luma, 128, 128});
+        show(luma);
+    }
+    PicturePeer peer = accept();
+    for (std::uint8_t luma = 0; luma < 4; ++luma) {
+        PictureLink::Picture packet;
+        ASSERT_TRUE(peer.take(packet));
+        const std::vector<std::uint8_t> content = contentOf(packet);
+        EXPECT_EQ(std::count(content.begin(), content.end(), luma), 64 * 48);
+        EXPECT_EQ(std::count(content.begin(), content.end(), 128), 2 * 32 * 24);
+    }
 }
 
 TEST_F(PictureFeedTest, UsesOneSlotWhileTheServiceKeepsUp) {
