@@ -54,7 +54,7 @@ def programs(plan: dict) -> list[Program]:
                           "--configuration", f"{APPLICATION}/localdata/config.json", "--state", STATE],
                 bus_names=["com.orva.Overlay2", "com.orva.Graphics1"],
                 environment=ours | {"XDG_CACHE_HOME": "/run/video/cache"}),  # of the fonts
-        Program("engine", [f"{PROGRAMS}/plinth", "--socket", SCENES, *plan["engine"]],
+        Program("engine", [f"{PROGRAMS}/plinth", "--socket", SCENES, "--pictures", VIDEO_PICTURES, *plan["engine"]],
                 address=SCENES, fds=plan["sources"], environment=ours, log="plinth"),
         Program("analytics", [f"{PROGRAMS}/analytics"], bus_names=["com.orva.Onvif.Analytics1"], environment=ours),
         Program("application", [f"{APPLICATION}/tarnwatch"],
