@@ -100,7 +100,7 @@ class PageTest(unittest.TestCase):
         return self.device.configuration["params"]
 
     def no_complaints(self):
-        """Checks that the browser has nothing to complain of but the picture that this device does not serve."""
+        """Checks that the browser has nothing to complain of but a picture that was away."""
         log = [entry["message"] for entry in self.browser.get_log("browser") if "/video/" not in entry["message"]]
         self.assertEqual(log, [])
 
@@ -252,8 +252,19 @@ class Profiles(PageTest):
 
 
 class Watching(PageTest):
+    def test_shows_the_camera_s_picture_and_again_when_the_video_service_was_away(self):
+        self.open(configuration([profile()]))
+        script = "const one = document.getElementById('picture'); return one.hidden ? null : [one.width, one.height]"
+        shown = lambda: self.browser.execute_script(script)  # noqa: E731
+        until(lambda: shown() == [1280, 720], "the picture is shown")
+        self.device.service("stop", "video")
+        until(lambda: shown() is None, "no old picture is shown")
+        self.device.service("start", "video")
+        until(lambda: shown() == [1280, 720], "it is shown again")
+        self.no_complaints()
+
     def test_keeps_its_buttons_while_alarms_come_and_go(self):
-        self.open(configuration([profile(swaying=False, lifetime=False)]))
+        self.open(configuration([profile(swaying=False, lifetime=False) | {"xinternalEventDuration": 500000}]))
         buttons = self.all("#cameras button, #profiles button")
         self.assertEqual(len(buttons), 2)
         for state in ("Alarm", "Quiet", "Alarm"):

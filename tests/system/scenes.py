@@ -8,22 +8,38 @@ def recording(path, seconds, walks, rate=10):
 
     `walks` are (id, from, to) in seconds. An object is 800 scene units wide and walks 1,000 a second.
     """
+
+    def walking(id, start, time):
+        left = round(-3000 + 1000 * (time - start))
+        return _object(id, (left, -400, left + 800, 400), 1000)
+
+    return _write(path, seconds, rate, [(id, start, end, walking) for id, start, end in walks])
+
+
+def standing(path, seconds, stays, rate=10):
+    """Writes a recording of objects that stand still. `stays` are (id, from, to, box): seconds, and left, bottom,
+    right and top in scene units."""
+    return _write(path, seconds, rate, [(id, start, end, lambda id, _, __, box=box: _object(id, box, 0))
+                                        for id, start, end, box in stays])  # fmt: skip
+
+
+def _write(path, seconds, rate, visits):
+    """Visits are (id, from, to, what makes the object of id, from and time)."""
     with open(path, "w", encoding="utf-8") as file:
         for number in range(round(seconds * rate)):
             time = round(number / rate, 6)
-            scene = {"time": time, "objects": [_square(id, -3000 + 1000 * (time - start)) for id, start, end in walks
-                                               if start <= time < end]}  # fmt: skip
-            ended = [id for id, _, end in walks if end <= time < end + 1 / rate]
+            scene = {"time": time, "objects": [make(id, start, time) for id, start, end, make in visits if start <= time < end]}
+            ended = [id for id, _, end, _ in visits if end <= time < end + 1 / rate]
             if ended:
                 scene["events"] = [{"action": "delete", "ids": ended}]
             file.write(json.dumps(scene) + "\n")
     return path
 
 
-def _square(id, left):
-    left = round(left)
-    return {"id": id, "polygon": [[left, -400], [left, 400], [left + 800, 400], [left + 800, -400]],
-            "velocity": [1000, 0], "confidence": 4096}  # fmt: skip
+def _object(id, box, velocity):
+    left, bottom, right, top = box
+    return {"id": id, "polygon": [[left, bottom], [left, top], [right, top], [right, bottom]],
+            "velocity": [velocity, 0], "confidence": 4096}  # fmt: skip
 
 
 def configuration(profiles=None, cameras=1):
