@@ -131,6 +131,10 @@ const char* typeOf(const UserOverlay& overlay) {
     return overlay.kind == UserOverlay::Kind::Text ? "textoverlay" : "imageoverlay";
 }
 
+std::size_t imageSizeOf(const UserOverlay& overlay) {
+    return overlay.imageFile != nullptr ? overlay.imageFile->size() : 0;
+}
+
 std::string sizeOf(int width, int height) {
     return std::to_string(width) + "x" + std::to_string(height);
 }
@@ -287,10 +291,21 @@ BusReply OverlayService::addImage(const BusCall& call) {
         UserOverlayInput::makeImage(file.get(), position, readDictionary(call, 2), cameras));
 }
 
-BusReply OverlayService::addUser(UserOverlay overlay) {
+void OverlayService::checkRoomFor(const UserOverlay& overlay) const {
     if (store.getUsers().size() >= kMostUsers) {
         throw BusError(Reason::TooMany, "there are too many overlays");
     }
+    std::size_t bytes = imageSizeOf(overlay);
+    for (const auto& [id, other] : store.getUsers()) {
+        bytes += imageSizeOf(other);
+    }
+    if (bytes > kMostImageBytes) {
+        throw BusError(Reason::TooMany, "all images together are too large");
+    }
+}
+
+BusReply OverlayService::addUser(UserOverlay overlay) {
+    checkRoomFor(overlay);
     overlay.id = store.takeId();
     files.save(overlay);
     store.putUser(overlay);

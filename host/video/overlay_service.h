@@ -26,7 +26,8 @@ class OverlayService {
 public:
     static constexpr std::size_t kMostPalettes = 64;
     static constexpr std::size_t kMostPalettesOfAClient = 16;
-    static constexpr std::size_t kMostUsers = 64;
+    static constexpr std::size_t kMostUsers = 32;
+    static constexpr std::size_t kMostImageBytes = 64 << 20;  ///< of all images together
 
     /// The connection is shared with the caller; all others are borrowed.
     OverlayService(GDBusConnection* bus, BusClients& clients, OverlayStore& store,
@@ -53,6 +54,7 @@ private:
     BusReply addText(const BusCall& call);
     BusReply addImage(const BusCall& call);
     BusReply addUser(UserOverlay overlay);
+    void checkRoomFor(const UserOverlay& overlay) const;
     BusReply moveUser(const BusCall& call);
     BusReply removeUser(const BusCall& call);
     BusReply listUsers() const;

@@ -5,6 +5,7 @@
 
 #include "png_file.h"
 #include "served_video.h"
+#include "video/png_check.h"
 
 namespace {
 
@@ -303,6 +304,25 @@ TEST_F(OverlayServiceTest, TakesNoMoreTextsThanItCanShow) {
         ASSERT_THAT(addText("Gate 3", "top"), StartsWith("("));
     }
     EXPECT_EQ(addText("Gate 3", "top"), "com.orva.Host.Error.TooMany: there are too many overlays");
+}
+
+TEST_F(OverlayServiceTest, TakesNoMoreImagesThanItCanHold) {
+    // Eight of the greatest size fill the room but for a few bytes.
+    const std::string bare = PngFile::make(1, 1);
+    const std::string head = PngFile::kSignature + PngFile::header(1, 1);
+    const std::string large =
+        head + PngFile::chunk("teXt", std::string(PngCheck::kMostBytes - bare.size() - 12, 'a')) +
+        bare.substr(head.size());
+    const auto add = [this](const std::string& content) {
+        const FileDescriptor file(
+            open(folder.write("a.png", content).c_str(), O_RDONLY | O_CLOEXEC));
+        return callHost("AddImage", g_variant_new_parsed("(@h 0, 'top', @a{ss} {})"), file.get());
+    };
+    for (int number = 1; number <= 8; ++number) {
+        ASSERT_EQ(add(large), "(" + std::to_string(number) + ",)");
+    }
+    EXPECT_EQ(add(bare), "com.orva.Host.Error.TooMany: all images together are too large");
+    EXPECT_EQ(addText("Gate 3", "top"), "(9,)");
 }
 
 TEST_F(OverlayServiceTest, KeepsWhatPersonsPutUp) {

@@ -81,11 +81,11 @@ protected:
     void setExit(const char* what) const {
         call("com.orva.Host.Faults1", "Set", g_variant_new("(ssuuu)", what, "exit", 1, 1, 0));
     }
-    bool accepts(const char* socket) const {
+    bool accepts(const char* socket, int type) const {
         sockaddr_un place = {};
         place.sun_family = AF_UNIX;
         std::strncpy(place.sun_path, folder.path(socket).c_str(), sizeof place.sun_path - 1);
-        const FileDescriptor end(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const FileDescriptor end(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
         return connect(end.get(), reinterpret_cast<sockaddr*>(&place), sizeof place) == 0;
     }
 
@@ -112,10 +112,11 @@ TEST_F(VideoProgram, RefusesAPlaceThatIsNotThereInOneLine) {
     EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1);
 }
 
-TEST_F(VideoProgram, AcceptsViewersBeforeItHasItsNames) {
+TEST_F(VideoProgram, AcceptsViewersAndEnginesBeforeItHasItsNames) {
     start();
     ASSERT_TRUE(isReadyInTime());
-    EXPECT_TRUE(accepts("web"));
+    EXPECT_TRUE(accepts("web", SOCK_STREAM));
+    EXPECT_TRUE(accepts("pictures", SOCK_SEQPACKET));
 }
 
 TEST_F(VideoProgram, EndsWhenItIsAskedTo) {
