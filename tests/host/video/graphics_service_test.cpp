@@ -79,7 +79,7 @@ TEST_F(GraphicsServiceTest, TakesAStreamFromTheListAndPutsItBack) {
     EXPECT_EQ(create(), "com.orva.Host.Error.NotFound: there is no stream \"1\"");
     EXPECT_EQ(switchStream("Add", 1), "()");
     EXPECT_EQ(listStreams(), all);
-    EXPECT_TRUE(waitFor([&] { return signals.get().size() == 2; }));
+    ASSERT_TRUE(waitFor([&] { return signals.get().size() == 2; }));
     EXPECT_THAT(
         signals.get(),
         ElementsAre(

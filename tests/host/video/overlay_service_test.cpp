@@ -75,7 +75,7 @@ TEST_F(OverlayServiceTest, MakesAnOverlayThatIsListedAndTellsOfIt) {
     EXPECT_EQ(create(), "(objectpath '/com/orva/Overlay2/Overlay/1',)");
     EXPECT_EQ(listOverlays(), std::string("({objectpath '") + kFirst +
                                   "': {'com.orva.Overlay2.Overlay': " + kDescription + "}},)");
-    EXPECT_TRUE(waitFor([&] { return signals.get().size() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return signals.get().size() == 1; }));
     EXPECT_THAT(
         signals.get(),
         ElementsAre(std::string("/com/orva/Overlay2/Overlay InterfacesAdded (objectpath '") +
@@ -101,9 +101,10 @@ TEST_F(OverlayServiceTest, RemovesAnOverlayAndTellsOfIt) {
     const SignalRecord signals(*bus, kOverlay2);
     EXPECT_EQ(remove(kFirst, *client), "()");
     EXPECT_EQ(listOverlays(), nothing());
+    EXPECT_THAT(get(kFirst, "OverlayId"), StartsWith("org.freedesktop.DBus.Error.UnknownMethod"));
     EXPECT_EQ(remove(kFirst, *client),
               "com.orva.Host.Error.NotFound: there is no overlay /com/orva/Overlay2/Overlay/1");
-    EXPECT_TRUE(waitFor([&] { return signals.get().size() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return signals.get().size() == 1; }));
     EXPECT_THAT(signals.get(),
                 ElementsAre(std::string("/com/orva/Overlay2/Overlay InterfacesRemoved (objectpath "
                                         "'") +
@@ -150,6 +151,7 @@ TEST_F(OverlayServiceTest, KeepsAnOverlayFromOtherPrograms) {
     EXPECT_THAT(callFromElsewhere(kFirst, "com.orva.Overlay2.Overlay.SetProperties",
                                   "{'Visible': 'false'}"),
                 HasSubstr("com.orva.Host.Error.NotOwner: overlay 1 is somebody else's"));
+    ASSERT_NE(store.findPalette(1), nullptr);
     EXPECT_TRUE(store.findPalette(1)->get().isVisible);
 }
 
@@ -167,7 +169,7 @@ TEST_F(OverlayServiceTest, RemovesWhatAClientMadeWhenItLeaves) {
     create();
     create(*other);
     other.reset();
-    EXPECT_TRUE(waitFor([&] { return signals.get().size() == 5; }));
+    ASSERT_TRUE(waitFor([&] { return signals.get().size() == 5; }));
     const std::vector<std::string> all = signals.get();
     EXPECT_THAT(all[3], HasSubstr("InterfacesRemoved (objectpath '/com/orva/Overlay2/Overlay/1'"));
     EXPECT_THAT(all[4], HasSubstr("InterfacesRemoved (objectpath '/com/orva/Overlay2/Overlay/3'"));
@@ -223,7 +225,7 @@ TEST_F(OverlayServiceTest, PutsUpATextAndTellsOfIt) {
     const SignalRecord signals(*bus, kOverlay2);
     EXPECT_EQ(addText("Gate 3", "top"), "(1,)");
     EXPECT_EQ(callHost("List", nullptr), "([(1, 1, 'textoverlay', 'top', 'Gate 3')],)");
-    EXPECT_TRUE(waitFor([&] { return signals.get().size() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return signals.get().size() == 1; }));
     EXPECT_THAT(signals.get(),
                 ElementsAre("/com/orva/Overlay2/Overlay InterfacesAdded (objectpath "
                             "'/com/orva/Overlay2/Overlay/1', {'com.orva.Overlay2.Overlay': "
@@ -266,7 +268,7 @@ TEST_F(OverlayServiceTest, MovesAnOverlayAndTellsOfIt) {
     const SignalRecord signals(*bus, kOverlay2);
     EXPECT_EQ(callHost("Move", g_variant_new("(is)", 1, "0.5,0.9")), "()");
     EXPECT_EQ(get(kFirst, "Position"), "(<'0.5,0.9'>,)");
-    EXPECT_TRUE(waitFor([&] { return signals.get().size() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return signals.get().size() == 1; }));
     EXPECT_THAT(signals.get(),
                 ElementsAre(std::string(kFirst) +
                             " PropertiesChanged ('com.orva.Overlay2.Overlay', {'Position': "
@@ -281,7 +283,7 @@ TEST_F(OverlayServiceTest, RemovesWhatAPersonPutUp) {
     const SignalRecord signals(*bus, kOverlay2);
     EXPECT_EQ(callHost("Remove", g_variant_new("(i)", 1)), "()");
     EXPECT_EQ(callHost("List", nullptr), "(@a(iisss) [],)");
-    EXPECT_TRUE(waitFor([&] { return signals.get().size() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return signals.get().size() == 1; }));
     EXPECT_THAT(signals.get()[0], HasSubstr("InterfacesRemoved"));
     EXPECT_TRUE(files.load(2).overlays.empty());
 }

@@ -295,6 +295,16 @@ TEST_F(VideoClient, StartsAnewWhenTheServicesAreBack) {
     EXPECT_EQ(failureOfFrame(), "");
 }
 
+TEST_F(VideoClient, LeavesNoPictureWhenTheBusGoes) {
+    const std::unique_ptr<StreamOverlay> overlay = application->create();
+    application->show(*overlay, image(0x44));
+    ASSERT_EQ(bands().size(), 1U);
+    client.reset();
+    bus.reset();
+    EXPECT_TRUE(waitFor([this] { return bands().empty(); }));
+    EXPECT_NE(failureOf([&] { application->show(*overlay, image(0x44)); }), "");
+}
+
 TEST_F(VideoClient, GoesOnWithConnectionsOfItsOwnWhenTheBusIsBack) {
     // One that is held keeps the process's shared connection the old one.
     const StreamOverlayCreator held;
