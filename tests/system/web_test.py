@@ -174,7 +174,7 @@ class Requests(WebTest):
             self.assertEqual(self.post(b"{}", f"Origin: {origin}").status, 200, origin)
         for origin in foreign:
             for method, place in (("POST", "/control"), ("GET", "/"), ("GET", "/cameras.json"), ("GET", "/events"),
-                                  ("GET", "/video/1")):  # fmt: skip
+                                  ("GET", "/video/1"), ("GET", "/video/1.jpg"), ("GET", "/page.js")):  # fmt: skip
                 answer = ask(self.page, method, place, f"Origin: {origin}", "Upgrade: websocket", "Connection: Upgrade",
                              body=b"{}" if method == "POST" else None)  # fmt: skip
                 self.assertIn("another origin", self.refusal(answer, 403), (origin, place))
