@@ -1,7 +1,7 @@
 #include "engine/bt709.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cstddef>
 #include <cstdint>
 
 extern "C" {
@@ -51,12 +51,12 @@ void convertChroma(const ChromaRow& from, std::uint8_t* __restrict blue,
 
 void convertLuma(const std::uint8_t* from, const ChromaRow& chroma, std::uint8_t* __restrict to,
                  int columns) {
-    const auto change = [&chroma](int x) {
+    const auto change = [&chroma](std::ptrdiff_t x) {
         return (lumaFromBlue * (chroma.blue[x] - 128) + lumaFromRed * (chroma.red[x] - 128) +
                 half) >>
                bits;
     };
-    for (int x = 0; x < columns / 2; ++x) {
+    for (std::ptrdiff_t x = 0; x < columns / 2; ++x) {
         const int step = change(x);
         to[2 * x] = bounded(from[2 * x] + step);
         to[2 * x + 1] = bounded(from[2 * x + 1] + step);
@@ -66,18 +66,18 @@ void convertLuma(const std::uint8_t* from, const ChromaRow& chroma, std::uint8_t
     }
 }
 
+std::uint8_t* rowOf(const AVFrame& frame, int plane, int y) {
+    return frame.data[plane] + std::ptrdiff_t{y} * frame.linesize[plane];
+}
+
 }  // namespace
 
 void toBt601(const AVFrame& from, AVFrame& to) {
     for (int y = 0; y < from.height; ++y) {
-        const int chromaY = y / 2;
-        const ChromaRow chroma = {from.data[1] + chromaY * from.linesize[1],
-                                  from.data[2] + chromaY * from.linesize[2]};
-        convertLuma(from.data[0] + y * from.linesize[0], chroma, to.data[0] + y * to.linesize[0],
-                    from.width);
+        const ChromaRow chroma = {rowOf(from, 1, y / 2), rowOf(from, 2, y / 2)};
+        convertLuma(rowOf(from, 0, y), chroma, rowOf(to, 0, y), from.width);
         if (y % 2 == 0) {
-            convertChroma(chroma, to.data[1] + chromaY * to.linesize[1],
-                          to.data[2] + chromaY * to.linesize[2], (from.width + 1) / 2);
+            convertChroma(chroma, rowOf(to, 1, y / 2), rowOf(to, 2, y / 2), (from.width + 1) / 2);
         }
     }
 }
