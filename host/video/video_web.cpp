@@ -226,9 +226,11 @@ void VideoWeb::onRequestBegun(SoupServer*, SoupServerMessage* message, const cha
     soup_message_body_set_accumulate(soup_server_message_get_request_body(message), FALSE);
 }
 
+// libsoup keeps the descriptor of a connection whose client closes it between two requests.
 void VideoWeb::onRequest(SoupServer*, SoupServerMessage* message, const char* path,
                          GHashTable* query, gpointer self) {
     SoupMessageHeaders* headers = soup_server_message_get_response_headers(message);
+    soup_message_headers_replace(headers, "Connection", "close");
     soup_message_headers_replace(headers, "Cache-Control", "no-store");
     soup_message_headers_replace(headers, "X-Accel-Buffering", "no");
     try {

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <iterator>
 #include <random>
 #include <thread>
 
@@ -45,6 +46,11 @@ AvFrame noise(int width, int height, unsigned seed) {
         }
     }
     return frame;
+}
+
+auto openDescriptors() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
 }
 
 /// The parts of a multipart body, one after the other.
@@ -214,14 +220,32 @@ TEST_F(VideoServerTest, ShowsOverlaysThatAreThereWhenItIsAsked) {
     }
 }
 
-TEST_F(VideoServerTest, KeepsAConnectionForTheNextRequest) {
+TEST_F(VideoServerTest, EndsTheConnectionAfterItsAnswer) {
     start();
-    WebClient client = connect();
-    for (int i = 0; i < 3; ++i) {
-        client.request("/video/1.jpg");
-        EXPECT_EQ(client.readHead().status, 200);
-        EXPECT_TRUE(decodeJpeg(client.readBody()));
+    for (const std::string target : {"/video/1.jpg", "/video/9.jpg"}) {
+        WebClient client = connect();
+        client.request(target);
+        EXPECT_EQ(client.readHead().fields.at("connection"), "close") << target;
+        EXPECT_FALSE(client.readBody().empty()) << target;
+        EXPECT_TRUE(client.isEnded()) << target;
     }
+}
+
+TEST_F(VideoServerTest, KeepsNoDescriptorOfThoseWhoHaveLeft) {
+    start();
+    fetch("/video/1.jpg");
+    const auto before = openDescriptors();
+    for (int i = 0; i < 10; ++i) {
+        fetch("/video/1.jpg");
+        refusalOf("/video/9.jpg");
+        refusalOf("/video/1", "POST");
+        for (const std::string target : {"/video/1", "/video/1.mp4"}) {
+            WebClient client = connect();
+            client.request(target, i % 2 == 0 ? "GET" : "HEAD");
+            client.readHead();
+        }
+    }
+    EXPECT_TRUE(waitFor([&] { return openDescriptors() <= before; })) << openDescriptors() - before;
 }
 
 TEST_F(VideoServerTest, ServesAnotherStreamThatIsAskedFor) {
@@ -275,23 +299,22 @@ TEST_F(VideoServerTest, EndsAConnectionThatSpeaksNoHttp) {
 
 TEST_F(VideoServerTest, TellsOnlyTheHeadWhenAskedForThat) {
     start();
-    WebClient client = connect();
     const std::map<std::string, std::string> types = {
         {"/video/1", "multipart/x-mixed-replace; boundary=picture"},
         {"/video/1.jpg", "image/jpeg"},
         {"/video/1.mp4", "video/mp4"}};
     for (const auto& [target, type] : types) {
+        WebClient client = connect();
         client.request(target, "HEAD");
         const WebClient::Head head = client.readHead();
         EXPECT_EQ(head.status, 200) << target;
         EXPECT_EQ(head.fields.at("content-type"), type);
         EXPECT_EQ(head.fields.at("cache-control"), "no-store");
+        EXPECT_EQ(client.readBody(), "") << target;
     }
+    WebClient client = connect();
     client.request("/video/9", "HEAD");
     EXPECT_EQ(client.readHead().status, 404);
-    client.request("/video/1.jpg");  // no body was left in between
-    EXPECT_EQ(client.readHead().status, 200);
-    EXPECT_TRUE(decodeJpeg(client.readBody()));
 }
 
 TEST_F(VideoServerTest, SendsOnePictureAfterTheOther) {
@@ -411,13 +434,15 @@ TEST_F(VideoServerTest, TurnsAwayTheThirtyThirdViewer) {
     EXPECT_EQ(head.status, 503);
     EXPECT_EQ(head.fields.at("retry-after"), "1");
     EXPECT_EQ(late.readBody(), R"({"error":"too many are watching"})");
-    late.request("/video/1.jpg", "HEAD");
-    EXPECT_EQ(late.readHead().status, 200);
+    WebClient curious = connect();
+    curious.request("/video/1.jpg", "HEAD");
+    EXPECT_EQ(curious.readHead().status, 200);
     clients.pop_back();
     EXPECT_TRUE(waitFor([&] {
-        late.request("/video/1.jpg");
-        const bool isServed = late.readHead().status == 200;
-        late.readBody();
+        WebClient next = connect();
+        next.request("/video/1.jpg");
+        const bool isServed = next.readHead().status == 200;
+        next.readBody();
         return isServed;
     }));
 }
@@ -464,9 +489,10 @@ TEST_F(VideoServerTest, EndsAVideoWhenTheConfigurationChoosesAnotherStream) {
     configure(R"([{"id": 2, "rotation": 0, "overlayResolution": "640x480"}])");
     while (follower.readChunk()) {
     }
-    follower.request("/video/2.mp4");  // the same connection goes on
-    EXPECT_EQ(follower.readHead().status, 200);
-    EXPECT_EQ(Mp4Reader(*follower.readChunk()).width, 640);
+    WebClient again = connect();
+    again.request("/video/2.mp4");
+    EXPECT_EQ(again.readHead().status, 200);
+    EXPECT_EQ(Mp4Reader(*again.readChunk()).width, 640);
     EXPECT_TRUE(other.readChunk());
 }
 
