@@ -18,10 +18,6 @@ extern "C" const char* __tsan_default_suppressions() {
     // name has just been given up. Who is called all the same sees by a flag of his own that it is
     // over.
     //
-    // g_wakeup_new() opens a descriptor for each synchronous call over the bus. When many threads
-    // open and close them all the time, ThreadSanitizer takes the number of a closed one for still
-    // open in another thread, once in a while.
-    //
     // A proxy marks itself as complete, in async_initable_init_second_finish(), without a lock
     // against signals that come for it already. Those are dropped; who follows something lists it
     // after that.
@@ -34,7 +30,6 @@ extern "C" const char* __tsan_default_suppressions() {
            "race:^g_io_error_quark$\n"
            "race:^call_appeared_handler$\n"
            "race:^call_vanished_handler$\n"
-           "race:^g_wakeup_new$\n"
            "race:^async_initable_init_second_finish$\n"
            "race:^get_tmp_file$\n";
 }

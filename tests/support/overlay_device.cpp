@@ -29,9 +29,6 @@ OverlayDevice::OverlayDevice(const PrivateBus& bus, std::map<std::string, Reply>
       memoryDescriptor(makeMemory(kMemorySize, F_SEAL_SHRINK | F_SEAL_GROW)),
       memory(static_cast<unsigned char*>(
           mmap(nullptr, kMemorySize, PROT_READ | PROT_WRITE, MAP_SHARED, memoryDescriptor, 0))) {
-    // Else the first object of a channel's thread would open a file, under a number that
-    // ThreadSanitizer still knows as another thread's.
-    json_object_seed(0);
     service = std::make_unique<BusService>(
         bus, "com.orva.Overlay2",
         [this](GDBusConnection* bare) {
