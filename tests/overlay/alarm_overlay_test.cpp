@@ -35,15 +35,18 @@ constexpr const char* kStreamFailure =
 constexpr const char* kFallback =
     "Failed to use OpenCameraDevice, using 'open /dev/cam0' fallback : ";
 
+/// Tried by a thread of the services, never by one that holds it.
+bool isLockFree() {
+    const bool isFree = g_rec_mutex_trylock(AlarmOverlay::getLock()) != FALSE;
+    if (isFree) {
+        g_rec_mutex_unlock(AlarmOverlay::getLock());
+    }
+    return isFree;
+}
+
 /// What a message in a frame's way waits for: the alarm overlay's lock, held by another thread.
 bool isLockHeldInTime() {
-    return waitFor([] {
-        const bool isFree = g_rec_mutex_trylock(AlarmOverlay::getLock()) != FALSE;
-        if (isFree) {
-            g_rec_mutex_unlock(AlarmOverlay::getLock());
-        }
-        return !isFree;
-    });
+    return waitFor([] { return !isLockFree(); });
 }
 
 class AlarmOverlayTest : public OverlayStage {
@@ -581,6 +584,46 @@ TEST_F(AlarmOverlayTest, GivesUpAResetWhenItIsDisabled) {
 }
 
 // Several threads
+
+TEST_F(AlarmOverlayTest, LeavesTheLockFreeDuringAFrame) {
+    run();
+    services.forgetCalls();
+    std::vector<bool> isFree;
+    services.answerRequests([&isFree](const std::string&) {
+        isFree.push_back(isLockFree());
+        return std::string(R"({"data": {"buffer": 0}})") + '\0';
+    });
+    showObject();
+    EXPECT_THAT(isFree, ElementsAre(true, true));
+    EXPECT_THAT(members(), ElementsAre("SetProperties"));
+}
+
+TEST_F(AlarmOverlayTest, LeavesTheLockFreeWhileItListsStreamsAndOverlays) {
+    run();
+    failAFrame();
+    std::vector<bool> isFree;
+    services.answer("GetManagedObjects", [&isFree] {
+        isFree.push_back(isLockFree());
+        return g_variant_new_parsed("(@a{oa{sa{sv}}} {},)");
+    });
+    showObjects(kLimit);
+    EXPECT_THAT(isFree, ElementsAre(true, true));
+    isFree.clear();
+    configure({kProfile}, 640, 480);
+    EXPECT_THAT(isFree, ElementsAre(true, true));
+}
+
+TEST_F(AlarmOverlayTest, HoldsTheLockForAMessage) {
+    run({});
+    std::vector<bool> isFree;
+    services.answer("CreateOverlay", [&isFree] {
+        isFree.push_back(isLockFree());
+        return g_variant_new("(o)", "/com/orva/Overlay2/Overlay/1");
+    });
+    AlarmOverlay::handleMessage(
+        StreamAddedMessage(StreamProperties{3, 1, "h264", kWidth, kHeight, 0, false}));
+    EXPECT_THAT(isFree, ElementsAre(false));
+}
 
 TEST_F(AlarmOverlayTest, WaitsForTheFrameInProgressWhenItIsDisabled) {
     run();
