@@ -16,7 +16,7 @@ extern "C" const char* __tsan_default_suppressions() {
     //
     // call_appeared_handler() and call_vanished_handler() look without a lock whether a watched
     // name has just been given up. Who is called all the same sees by a flag of his own that it is
-    // over.
+    // over; what he does is looked at.
     //
     // A proxy marks itself as complete, in async_initable_init_second_finish(), without a lock
     // against signals that come for it already. Those are dropped; who follows something lists it
@@ -28,8 +28,8 @@ extern "C" const char* __tsan_default_suppressions() {
     return "race:^g_time_zone_ref$\n"
            "race:^cancellable_source_cancelled$\n"
            "race:^g_io_error_quark$\n"
-           "race:^call_appeared_handler$\n"
-           "race:^call_vanished_handler$\n"
+           "race_top:^call_appeared_handler$\n"
+           "race_top:^call_vanished_handler$\n"
            "race:^async_initable_init_second_finish$\n"
            "race:^get_tmp_file$\n";
 }
