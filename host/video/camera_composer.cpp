@@ -94,18 +94,21 @@ CameraComposer::Round CameraComposer::takeRound(PictureQueue::Time now) {
 }
 
 void CameraComposer::paint(const Round& round) {
-    std::erase_if(painters, [&](const auto& painter) {
-        return std::none_of(round.streams.begin(), round.streams.end(),
-                            [&](const Watched& other) { return other.stream.id == painter.first; });
-    });
+    const auto isWatched = [&](int id) {
+        return std::any_of(round.streams.begin(), round.streams.end(),
+                           [&](const Watched& other) { return other.stream.id == id; });
+    };
+    std::erase_if(painters, [&](const auto& painter) { return !isWatched(painter.first); });
+    userOverlays.keepStreams(isWatched);
+    std::string failure;
     for (const Watched& stream : round.streams) {
         try {
             paint(round, stream);
-            isFailing = false;
-        } catch (const std::exception& failure) {
-            tellFailure(failure.what());
+        } catch (const std::exception& error) {
+            failure = error.what();
         }
     }
+    tellOutcome(failure);
 }
 
 void CameraComposer::paint(const Round& round, const Watched& stream) {
@@ -117,9 +120,10 @@ void CameraComposer::paint(const Round& round, const Watched& stream) {
     take({stream.stream.id, begin, std::move(picture)});
 }
 
-// Once, until it works again.
-void CameraComposer::tellFailure(const char* reason) {
-    if (!std::exchange(isFailing, true)) {
-        say("a picture of camera " + std::to_string(number) + " could not be shown: " + reason);
+// Once, until all streams work again.
+void CameraComposer::tellOutcome(const std::string& failure) {
+    const bool hasFailed = !failure.empty();
+    if (!std::exchange(isFailing, hasFailed) && hasFailed) {
+        say("a picture of camera " + std::to_string(number) + " could not be shown: " + failure);
     }
 }

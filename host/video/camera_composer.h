@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -58,7 +59,8 @@ private:
     Round takeRound(PictureQueue::Time now);
     void paint(const Round& round);
     void paint(const Round& round, const Watched& watched);
-    void tellFailure(const char* reason);
+    /// Of a round; empty if nothing failed.
+    void tellOutcome(const std::string& failure);
 
     const int number;
     const OverlaySource& overlays;

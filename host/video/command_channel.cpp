@@ -74,10 +74,18 @@ bool CommandChannel::handle(const std::string& request) {
     }
 }
 
+bool CommandChannel::answer(const OverlayCommand& command) {
+    try {
+        return send(commands.execute(command));
+    } catch (const std::exception& error) {
+        return send(OverlayCommands::refuse(error.what()));
+    }
+}
+
 bool CommandChannel::handleWithFault(const OverlayCommand& command) {
     const std::optional<Fault> fault = faults.countCall(command.method);
     if (!fault) {
-        return send(commands.execute(command));
+        return answer(command);
     }
     switch (fault->kind) {
         case Fault::Kind::Exit:
@@ -108,7 +116,7 @@ void CommandChannel::answerLate(const OverlayCommand& command, unsigned millisec
             auto* self = static_cast<CommandChannel*>(data);
             self->timer = 0;
             self->listen();
-            if (!self->send(self->commands.execute(self->late))) {
+            if (!self->answer(self->late)) {
                 const std::function<void()> closed = self->onClosed;
                 closed();
             }

@@ -29,9 +29,10 @@ public:
 
 private:
     void listen();
-    /// Both return false when the channel is to be closed.
+    /// Each returns false when the channel is to be closed.
     bool readRequest();
     bool handle(const std::string& request);
+    bool answer(const OverlayCommand& command);
     bool handleWithFault(const OverlayCommand& command);
     void answerLate(const OverlayCommand& command, unsigned milliseconds);
     bool send(const std::string& reply);

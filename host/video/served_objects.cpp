@@ -22,6 +22,26 @@ BusCall readCall(GDBusMethodInvocation* call) {
             g_dbus_message_get_unix_fd_list(message)};
 }
 
+/// Callers may have sent megabytes that an error quotes; a reply larger than the bus allows would
+/// cost the connection.
+std::string shorten(std::string text) {
+    constexpr std::size_t most = 512;  // bytes
+    if (text.size() > most) {
+        std::size_t end = most;
+        while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+            --end;  // no character is cut in two
+        }
+        text.resize(end);
+        text += "...";
+    }
+    return text;
+}
+
+/// Consumes the call.
+void replyError(GDBusMethodInvocation* call, const BusError& error) {
+    g_dbus_method_invocation_return_dbus_error(call, error.name(), shorten(error.what()).c_str());
+}
+
 /// Consumes the call.
 void reply(GDBusMethodInvocation* call, BusReply answer) {
     g_autoptr(GUnixFDList) list = nullptr;
@@ -95,10 +115,9 @@ void ServedObjects::answer(GDBusMethodInvocation* call, const Handler& handler) 
     try {
         reply(call, handler(readCall(call)));
     } catch (const BusError& error) {
-        g_dbus_method_invocation_return_dbus_error(call, error.name(), error.what());
+        replyError(call, error);
     } catch (const std::exception& error) {
-        const BusError failure(BusError::Reason::Failed, error.what());
-        g_dbus_method_invocation_return_dbus_error(call, failure.name(), failure.what());
+        replyError(call, BusError(BusError::Reason::Failed, error.what()));
     }
 }
 

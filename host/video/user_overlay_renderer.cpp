@@ -290,6 +290,10 @@ std::vector<UserOverlayRenderer::Patch> UserOverlayRenderer::render(
     return patches;
 }
 
+void UserOverlayRenderer::keepStreams(const std::function<bool(int stream)>& isKept) {
+    std::erase_if(drawn, [&](const auto& entry) { return !isKept(entry.first.second); });
+}
+
 void UserOverlayRenderer::forgetOthers(const std::vector<UserOverlay>& overlays) {
     const auto isGone = [&](int id) {
         return std::none_of(overlays.begin(), overlays.end(),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -12,14 +13,17 @@
 struct Stream;
 
 /// Draws the texts and images that persons have put into the pictures of one camera. What has been
-/// drawn for a stream is kept until the overlay changes or goes. An overlay that cannot be drawn is
-/// left out; that is told once. Used from one thread.
+/// drawn for a stream is kept until the overlay changes or goes, or the stream is not kept. An
+/// overlay that cannot be drawn is left out; that is told once. Used from one thread.
 class UserOverlayRenderer {
 public:
     using Patch = std::shared_ptr<const OverlayPatch>;
 
     /// All that lies over the picture of the stream, in the order of the overlays.
     std::vector<Patch> render(const Stream& stream, const std::vector<UserOverlay>& overlays);
+
+    /// Forgets what has been drawn for other streams than these.
+    void keepStreams(const std::function<bool(int stream)>& isKept);
 
 private:
     struct Drawn {

@@ -266,6 +266,8 @@ void VideoWeb::admit(SoupServerMessage* message, const VideoRequest& request,
         viewers.erase(entry);
         updateDemands();
     });
+    // A key picture that is wanted already may be on its way, too early for this one: ask again.
+    demands.erase(stream.id);
     updateDemands();
 }
 

@@ -9,6 +9,7 @@
 
 #include "host/video/fake_overlay_source.h"
 #include "host/video/test_pictures.h"
+#include "support/wait_for.h"
 
 using namespace std::chrono_literals;
 using TestPictures::at;
@@ -21,6 +22,20 @@ constexpr Stream stream = {1, 1, 64, 48, 0};
 constexpr Stream other = {2, 1, 64, 48, 90};
 constexpr StreamDemand jpeg = {true, false, false};
 constexpr StreamDemand video = {false, true, false};
+
+constexpr const char* failureLine = "a picture of camera 1 could not be shown: ";
+
+int countOf(const std::string& part, const std::string& text) {
+    int count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+bool isToldOnce(const std::string& text) {
+    return countOf(failureLine, text) == 1;
+}
 
 /// What a composer hands out.
 class Results {
@@ -130,14 +145,40 @@ TEST_F(CameraComposerTest, TellsOnceThatPicturesCannotBeShown) {
     const Stream impossible = {3, 1, 70000, 2, 0};
     testing::internal::CaptureStderr();
     composer.setDemand(impossible, jpeg);
-    while (overlays.countOfPictures() < 3) {
-        std::this_thread::sleep_for(1ms);
-    }
+    EXPECT_TRUE(waitFor([&] { return overlays.countOfPictures() >= 3; }));
     composer.setDemand(impossible, {});
     composer.setDemand(stream, jpeg);
     EXPECT_TRUE(results.next());
     const std::string told = testing::internal::GetCapturedStderr();
-    const std::string line = "a picture of camera 1 could not be shown: ";
-    ASSERT_NE(told.find(line), std::string::npos) << told;
-    EXPECT_EQ(told.find(line, told.find(line) + 1), std::string::npos) << told;
+    EXPECT_TRUE(isToldOnce(told)) << told;
+}
+
+TEST_F(CameraComposerTest, TellsOnceOfAStreamThatFailsBesideOthersThatDoNot) {
+    const Stream impossible = {3, 1, 70000, 2, 0};
+    testing::internal::CaptureStderr();
+    composer.setDemand(impossible, jpeg);
+    composer.setDemand(stream, jpeg);
+    composer.setDemand({4, 1, 64, 48, 180}, jpeg);
+    for (int pictures = 0; pictures < 8; ++pictures) {
+        EXPECT_TRUE(results.next());
+    }
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(isToldOnce(told)) << told;
+}
+
+TEST_F(CameraComposerTest, TellsAgainOfAStreamThatFailsAnew) {
+    const Stream impossible = {3, 1, 70000, 2, 0};
+    testing::internal::CaptureStderr();
+    for (int turn = 0; turn < 2; ++turn) {
+        const int before = overlays.countOfPictures();
+        composer.setDemand(impossible, jpeg);
+        EXPECT_TRUE(waitFor([&] { return overlays.countOfPictures() >= before + 3; }));
+        composer.setDemand(impossible, {});
+        composer.setDemand(stream, jpeg);
+        EXPECT_TRUE(results.next());
+        EXPECT_TRUE(results.next());
+        composer.setDemand(stream, {});
+    }
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(countOf(failureLine, told), 2) << told;
 }

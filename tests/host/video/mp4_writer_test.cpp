@@ -97,6 +97,22 @@ TEST(Mp4Writer, IsRightAgainSoonAfterPicturesComeFasterThanTold) {
     EXPECT_THAT(timesOf(Mp4Reader(bytes)), ElementsAre(0, 100, 200, 300, 301, 320, 360));
 }
 
+TEST(Mp4Writer, SaysNothingWhateverTheTimes) {
+    testing::internal::CaptureStderr();
+    for (const std::vector<std::int64_t>& times :
+         {std::vector<std::int64_t>{0, 1, 2, 3},
+          {0, 40'000, 40'001, 80'000, 80'007},
+          {0, 3'600'000'000, 3'600'000'003},
+          {0, 33'333, 66'667, 100'000, 133'333, 100'000'000}}) {
+        H264Encoder encoder(64, 48);
+        Mp4Writer writer(encoder.getFormat());
+        for (const std::int64_t time : times) {
+            writer.write(*encoder.encode(*varied(64, 48), start + time, false));
+        }
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST(Mp4Writer, GoesOnAfterPicturesThatWereLeftOut) {
     H264Encoder encoder(64, 48);
     Mp4Writer writer(encoder.getFormat());

@@ -263,6 +263,18 @@ TEST_F(OverlayServiceTest, RefusesWhatCannotBePutUp) {
     EXPECT_EQ(callHost("List", nullptr), "(@a(iisss) [],)");
 }
 
+TEST_F(OverlayServiceTest, QuotesNoMoreThanABitOfWhatIsWrong) {
+    std::string megabyte = "x";
+    while (megabyte.size() < 1 << 20) {
+        megabyte += "\u00e4";
+    }
+    const std::string refused = addText("text", megabyte.c_str());
+    EXPECT_THAT(refused, StartsWith("com.orva.Host.Error.BadInput: the position \"x\u00e4"));
+    EXPECT_THAT(refused, testing::EndsWith("\u00e4..."));
+    EXPECT_LT(refused.size(), 600u);
+    EXPECT_EQ(listOverlays(), nothing());
+}
+
 TEST_F(OverlayServiceTest, MovesAnOverlayAndTellsOfIt) {
     addText("Gate 3", "top");
     const SignalRecord signals(*bus, kOverlay2);

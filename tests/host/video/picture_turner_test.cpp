@@ -105,7 +105,8 @@ TEST(PictureTurner, ScalesBeforeItTurns) {
 TEST(PictureTurner, FollowsPicturesOfAnotherSize) {
     PictureTurner turner(64, 48, 180);
     for (const auto& [width, height] :
-         {std::pair(128, 96), std::pair(64, 48), std::pair(33, 17), std::pair(320, 240)}) {
+         {std::pair(128, 96), std::pair(64, 48), std::pair(33, 17), std::pair(320, 240),
+          std::pair(1, 1), std::pair(4096, 1), std::pair(3, 2)}) {
         const AVFrame& seen = turner.turn(*plain(width, height, 77, 50, 200));
         EXPECT_EQ(bytesOf(seen), bytesOf(*plain(64, 48, 77, 50, 200)));
     }

@@ -264,6 +264,15 @@ TEST_F(UserOverlayRendererTest, ForgetsAnOverlayThatHasGone) {
     EXPECT_TRUE(patch.expired());
 }
 
+TEST_F(UserOverlayRendererTest, ForgetsWhatItDrewForAStreamThatIsNotKept) {
+    const UserOverlay overlay = text("Gate 3");
+    const std::weak_ptr<const OverlayPatch> upright = renderer.render(stream, {overlay})[0];
+    const std::weak_ptr<const OverlayPatch> side = renderer.render(turned, {overlay})[0];
+    renderer.keepStreams([](int id) { return id == turned.id; });
+    EXPECT_TRUE(upright.expired());
+    EXPECT_FALSE(side.expired());
+}
+
 TEST_F(UserOverlayRendererTest, TellsOnceWhatCannotBeShown) {
     const UserOverlay broken = image(std::make_shared<std::string>("GIF89a"), "top", 20, 10);
     EXPECT_THAT(refusalOf(broken), HasSubstr("overlay 8 is not shown: the image is no PNG file\n"));

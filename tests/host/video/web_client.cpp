@@ -110,6 +110,11 @@ bool WebClient::isEnded() {
     return poll(&waiting, 1, 0) == 1;
 }
 
+bool WebClient::hasHungUp() const {
+    pollfd waiting = {socket.get(), 0, 0};
+    return poll(&waiting, 1, 0) == 1 && (waiting.revents & POLLHUP) != 0;
+}
+
 void WebClient::setReceiveBuffer(int bytes) const {
     setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
 }

@@ -29,6 +29,8 @@ public:
     std::string readBody();
     /// Whether the server ends the connection, after whatever still comes.
     bool isEnded();
+    /// Whether it has ended the connection, whatever is still unread.
+    bool hasHungUp() const;
 
     /// What the client takes at once shrinks to about this.
     void setReceiveBuffer(int bytes) const;
