@@ -233,6 +233,23 @@ TEST(Composer, FindsEachSinglePixelOfAWideImage) {
     }
 }
 
+TEST(Composer, FindsAnAreaThatBeginsAfterAClearOne) {
+    const AvFrame before = varied(128, 2);
+    for (int begin = 2; begin < 64; begin += 2) {
+        PaletteBand band = bandOf(0, 1, 128, 1, clearIndex);
+        for (int x = begin; x < begin + 48; ++x) {
+            setIndex(band, x, 0, redIndex);
+        }
+        AvFrame picture(av_frame_clone(before.get()));
+        av_frame_make_writable(picture.get());
+        Composer composer;
+        composer.setPalette(paletteWithRed());
+        composer.blend(band, *picture);
+        expectRedLuma(*before, *picture, {begin, 1, 48, 1});
+        expectRedColors(*before, *picture, {begin, 1, 48, 1});
+    }
+}
+
 TEST(Composer, BlendsImagesOfManyColorsAsItBlendsTheirPixels) {
     std::mt19937 random(7);
     const auto draw = [&](int most) { return static_cast<int>(random() % (most + 1U)); };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <mutex>
 
 #include "video/overlay_snapshot.h"
@@ -9,14 +10,23 @@
 class FakeOverlaySource : public OverlaySource {
 public:
     OverlaySnapshot getSnapshot(const Stream&) const override {
+        std::unique_lock lock(mutex);
         ++asked;
-        const std::lock_guard lock(mutex);
-        return snapshot;
+        OverlaySnapshot answer = snapshot;
+        changed.wait(lock, [this] { return !isHeld; });
+        return answer;
     }
 
     void set(OverlaySnapshot next) {
         const std::lock_guard lock(mutex);
         snapshot = std::move(next);
+    }
+
+    /// While held, who asks gets what there is at that moment, but not before it is let go.
+    void hold(bool held) {
+        const std::lock_guard lock(mutex);
+        isHeld = held;
+        changed.notify_all();
     }
 
     /// How many pictures have been composed.
@@ -25,5 +35,7 @@ public:
 private:
     mutable std::atomic<int> asked = 0;
     mutable std::mutex mutex;
+    mutable std::condition_variable changed;
     OverlaySnapshot snapshot;
+    bool isHeld = false;
 };

@@ -104,7 +104,11 @@ std::string WebClient::readBody() {
 }
 
 bool WebClient::isEnded() {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (readSome()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
     }
     pollfd waiting = {socket.get(), POLLIN, 0};
     return poll(&waiting, 1, 0) == 1;
@@ -113,8 +117,4 @@ bool WebClient::isEnded() {
 bool WebClient::hasHungUp() const {
     pollfd waiting = {socket.get(), 0, 0};
     return poll(&waiting, 1, 0) == 1 && (waiting.revents & POLLHUP) != 0;
-}
-
-void WebClient::setReceiveBuffer(int bytes) const {
-    setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
 }

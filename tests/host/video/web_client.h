@@ -32,9 +32,6 @@ public:
     /// Whether it has ended the connection, whatever is still unread.
     bool hasHungUp() const;
 
-    /// What the client takes at once shrinks to about this.
-    void setReceiveBuffer(int bytes) const;
-
 private:
     std::string readLine();
     std::string read(std::size_t size);
