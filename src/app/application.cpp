@@ -1,6 +1,7 @@
 #include "app/application.h"
 
 #include <glib.h>
+#include <malloc.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -36,6 +37,9 @@ constexpr const char* kName = "Tarnwatch";
 constexpr const char* kShortName = "KTW";
 constexpr const char* kPlatformName = "DeviceAppHost";
 constexpr int kTimerTick = 10000;  // microseconds
+/// Bytes from which on a block goes back to the system as soon as it is freed: glibc's own value,
+/// which it would raise with each such block. A huge request must not cost memory for good.
+constexpr int kLargeBlock = 128 * 1024;
 
 constexpr const char* kInstallationDataFile = "/usr/local/packages/ktw/localdata/idd.json";
 constexpr const char* kConfigurationFile = "/usr/local/packages/ktw/localdata/config.json";
@@ -127,6 +131,7 @@ const DataBoundaries& Application::getDataBoundaries() {
 }
 
 int Application::run() {
+    mallopt(M_MMAP_THRESHOLD, kLargeBlock);
     g_mutex_lock(&applicationMutex);
     const API_VersionHandler sceneVersions(kSceneVersions, std::size(kSceneVersions));
     startUp(sceneVersions);

@@ -159,7 +159,7 @@ class Outages(OverlayTest):
     def test_the_bus_that_is_killed_comes_back_with_the_overlay(self):
         pid = self.device.service_pid("application")
         self.device.kill("bus")
-        self.rounds(1)
+        self.rounds(2)
         self.drawn("it is back")
         self.undisturbed()
         self.assertEqual(self.device.service_pid("application"), pid)
